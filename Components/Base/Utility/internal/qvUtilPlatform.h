@@ -1,0 +1,23 @@
+#ifndef QVUTIL_INTERNAL_PLATFORM_H
+#define QVUTIL_INTERNAL_PLATFORM_H
+
+// Operating-system services of the core utilities; posix/ and win32/ each implement them.
+
+#include <cstdarg>
+#include <string>
+
+namespace qvUtil {
+namespace internal {
+
+// The C runtime's bounded vprintf as the platform has it. Returns the runtime's own count
+// (which on POSIX may exceed size - 1 when the text was cut, and on Windows is negative then).
+int platformVsnprintf(char* buffer, unsigned int size, const char* format, va_list args);
+
+// The system's text for an operating-system error number, without trailing line breaks;
+// "An unknown WIN32 error occured: <n>" when the system has none.
+std::string systemErrorText(int errorNumber);
+
+} // namespace internal
+} // namespace qvUtil
+
+#endif

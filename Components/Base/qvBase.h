@@ -1,0 +1,12 @@
+#ifndef QVBASE_H
+#define QVBASE_H
+
+// Every public header of the library.
+
+#include "qvBaseExport.h"
+
+// Core utilities
+#include "qvUtilError.h"
+#include "qvUtilInterval.h"
+
+#endif

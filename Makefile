@@ -1,0 +1,50 @@
+# Thin wrappers around the CMake presets; the README lists them.
+PREFIX ?= /usr/local
+JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 60
+
+.PHONY: all test test-windows test-asan test-tsan bench fuzz install run clean
+
+all:
+	cmake --preset default
+	cmake --build --preset default -j $(JOBS)
+
+# Every Linux test: the command CI runs.
+test: all
+	ctest --preset default
+
+# The 32-bit Windows DLL and the same test programs, run under Wine.
+test-windows:
+	cmake --preset mingw-i686
+	cmake --build --preset mingw-i686 -j $(JOBS)
+	ctest --preset mingw-i686
+
+test-asan:
+	cmake --preset asan
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan
+
+test-tsan:
+	cmake --preset tsan
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan
+
+bench:
+	cmake --preset bench
+	cmake --build --preset bench -j $(JOBS)
+	bench/run.sh build/bench
+
+fuzz:
+	.ci/install-deps.sh clang libclang-rt-14-dev || [ $$? = 1 ]
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+
+install: all
+	cmake --install build/default --prefix $(PREFIX)
+
+run:
+	@echo "make run: the packet-file example and tool are not built yet."
+
+clean:
+	rm -rf build

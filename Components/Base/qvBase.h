@@ -8,5 +8,6 @@
 // Core utilities
 #include "qvUtilError.h"
 #include "qvUtilInterval.h"
+#include "qvUtilInitializer.h"
 
 #endif

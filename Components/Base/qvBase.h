@@ -10,4 +10,11 @@
 #include "qvUtilInterval.h"
 #include "qvUtilInitializer.h"
 
+// Linear algebra
+#include "qvLinearTolerance.h"
+#include "qvLinearVector.h"
+#include "qvLinearLine.h"
+#include "qvLinearQuaternion.h"
+#include "qvLinearMatrix.h"
+
 #endif

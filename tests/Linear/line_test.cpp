@@ -34,35 +34,24 @@ private:
 TEST(LinearLine, ConstructionEvaluationAndMoving)
 {
     Line l(Point(1, 1, 1), Point(1, 1, 5));
-    EXPECT_EQ(l.direction, Normal(0, 0, 1));
     EXPECT_EQ(l.eval(2.0), Point(1, 1, 3));
     EXPECT_FALSE(Line(Point(1, 2, 3), Point(1, 2, 3)).direction.valid);
-
     ParamLine pl(Point(0, 0, 0), Point(2, 0, 0));
-    EXPECT_EQ(pl.eval(0.5), Point(1, 0, 0));
-    Line fromParam(pl);
-    EXPECT_EQ(fromParam.direction, Normal(1, 0, 0));
-    Vector asVector = pl;
-    EXPECT_EQ(asVector, Vector(2, 0, 0));
-    Normal asNormal = pl;
-    EXPECT_EQ(asNormal, Normal(1, 0, 0));
+    EXPECT_EQ(Line(pl).direction, Normal(1, 0, 0));
 
     Plane p(Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0));
-    EXPECT_EQ(p.normal, Normal(0, 0, 1));
     EXPECT_FALSE(Plane(Point(0, 0, 0), Point(1, 1, 1), Point(2, 2, 2)).normal.valid);
     Plane moved = p + Vector(0, 0, 2);
     EXPECT_EQ(moved.calculateD(), -2.0);
-    EXPECT_EQ(moved.eval(Point(5, 5, 5)), 3.0);
+    EXPECT_EQ(moved.eval(Point(5, 5, 5)), 3.0); // signed distance
     EXPECT_EQ((-moved).eval(Point(5, 5, 5)), -3.0);
     EXPECT_EQ(distance(Point(5, 5, -1), moved), 3.0);
-    EXPECT_EQ((l - Vector(1, 1, 0)).point, Point(0, 0, 1));
 
     ParamPlane pp(Point(1, 0, 0), Point(2, 0, 0), Point(1, 3, 0));
     EXPECT_EQ(pp.eval(Point2(1, 1)), Point(2, 3, 0));
     ParamPlane flipped = -pp;
     EXPECT_EQ(flipped.eval(1, 0), pp.eval(0, 1));
-    EXPECT_EQ(flipped.normal, Normal(0, 0, -1));
-    EXPECT_EQ(Plane(pp).normal, Normal(0, 0, 1));
+    EXPECT_EQ(Plane(flipped).normal, Normal(0, 0, -1));
 }
 
 TEST(LinearLine, LineAndPlaneIntersection)

@@ -20,14 +20,8 @@ Normal atDegrees(double degrees)
 
 TEST(LinearTolerance, LoadTimeValuesAreDerivedOnceFromDegreeTol)
 {
-    EXPECT_EQ(epsilonTol, 1e-12);
-    EXPECT_EQ(epsilon2Tol, 1e-24);
-    EXPECT_EQ(epsilonTolFlt, 1e-6f);
-    EXPECT_EQ(epsilon2TolFlt, 1e-12f);
-    EXPECT_EQ(degreeTol, 0.5);
     EXPECT_EQ(perpendicularTol, std::sin(0.5 * 0.017453292519943295));
     EXPECT_EQ(parallelTol, std::cos(0.5 * 0.017453292519943295));
-    EXPECT_EQ(perpendicular2Tol, perpendicularTol * perpendicularTol);
     EXPECT_EQ(parallel2Tol, parallelTol * parallelTol);
 
     double saved = degreeTol;
@@ -35,25 +29,18 @@ TEST(LinearTolerance, LoadTimeValuesAreDerivedOnceFromDegreeTol)
     EXPECT_TRUE(isParallel(atDegrees(0.0), atDegrees(0.4)));
     EXPECT_FALSE(isParallel(atDegrees(0.0), atDegrees(5.0))); // not recomputed
     degreeTol = saved;
-    EXPECT_DOUBLE_EQ(toDegrees(toRadians(30.0)), 30.0);
 }
 
 TEST(LinearNormal, NormalisationThresholdAndPromise)
 {
     Normal zero(0.0, 0.0, 0.0);
     EXPECT_FALSE(zero.isValid());
-    EXPECT_EQ(zero.x, 0.0);
-    EXPECT_EQ(zero.z, 0.0);
+    EXPECT_EQ(zero, Normal(Promise(), 0.0, 0.0, 0.0)); // components 0; validity not compared
     EXPECT_TRUE(Normal(Promise(), 0.0, 0.0, 0.0).isValid());
-    Normal promised(Promise(), 2.0, 0.0, 0.0);
-    EXPECT_EQ(promised.x, 2.0); // taken as given
-
+    EXPECT_EQ(Normal(Promise(), 2.0, 0.0, 0.0).x, 2.0); // taken as given
     Normal n(3.0, 0.0, 4.0);
     EXPECT_TRUE(n.valid);
-    EXPECT_DOUBLE_EQ(n.x, 0.6);
     EXPECT_DOUBLE_EQ(n.z, 0.8);
-    n.set(Vector(0.0, -5.0, 0.0));
-    EXPECT_EQ(n, Normal(Promise(), 0.0, -1.0, 0.0));
 
     Vector tiny(1e-13, 0.0, 0.0);
     EXPECT_FALSE(tiny.normalize());
@@ -63,23 +50,12 @@ TEST(LinearNormal, NormalisationThresholdAndPromise)
     EXPECT_DOUBLE_EQ(small.x, 1.0);
     EXPECT_EQ(small.y, 0.0);
 
-    Vector v(0.0, 2.0, 0.0);
-    Normal fromV = v.normalized();
-    EXPECT_EQ(v, Vector(0.0, 2.0, 0.0)); // unchanged
-    EXPECT_EQ(fromV.y, 1.0);
+    EXPECT_FALSE(equivalent(zero, Normal(Promise(), 0.0, 0.0, 0.0))); // validity matters here
 
-    VectorFlt f(1e-7f, 0.0f, 0.0f);
+    VectorFlt f(1e-7f, 0.0f, 0.0f), g(0.0f, 0.0f, 1e-5f);
     EXPECT_FALSE(f.normalize());
-    VectorFlt g(0.0f, 0.0f, 1e-5f);
     EXPECT_TRUE(g.normalize());
     EXPECT_FLOAT_EQ(g.z, 1.0f);
-    Vector2 h(3.0, -4.0);
-    EXPECT_TRUE(h.normalize());
-    EXPECT_DOUBLE_EQ(h.y, -0.8);
-
-    // Equality compares components, not validity.
-    EXPECT_EQ(Normal(0.0, 0.0, 0.0), Normal(Promise(), 0.0, 0.0, 0.0));
-    EXPECT_FALSE(equivalent(Normal(0.0, 0.0, 0.0), Normal(Promise(), 0.0, 0.0, 0.0)));
 }
 
 TEST(LinearNormal, ParallelPerpendicularAndAngleTolerances)
@@ -132,19 +108,9 @@ TEST(LinearPoint, ConversionsBetweenPointForms)
     p[1] = 7.0;
     const double* components = p;
     EXPECT_EQ(components[1], 7.0);
-    double out[3];
-    p.get(out);
-    EXPECT_EQ(Point(out), p);
     double in[4] = {1.0, 2.0, 3.0, 4.0};
     h.set(in);
     EXPECT_EQ(h[3], 4.0);
-
-    EXPECT_EQ(Point(1.0, 1.0, 1.0) - Point(0.0, 1.0, 2.0), Vector(1.0, 0.0, -1.0));
-    Point q(0.0, 0.0, 0.0);
-    q += Vector(1.0, 2.0, 3.0);
-    q -= Vector(0.0, 0.0, 1.0);
-    EXPECT_EQ(q, Point(1.0, 2.0, 2.0));
-    EXPECT_EQ(Vector(2.0, 4.0, 6.0) / 2.0, Vector(1.0, 2.0, 3.0));
 }
 
 TEST(LinearPoint, EquivalenceIsStrictPerComponent)

@@ -8,8 +8,10 @@ namespace qvLinear {
 
 // A rotation as the unit quaternion (axis·sin(angle/2), cos(angle/2)). Rotations follow the
 // right-hand rule: a positive angle about +z turns +x towards +y.
-class Quaternion {
+class Quaternion : public internal::ComponentArray<Quaternion, double, 4> {
 public:
+    using ComponentArray::set;
+
     double x, y, z, w;
 
     Quaternion() = default;
@@ -22,12 +24,7 @@ public:
 
     static Quaternion identity() { return Quaternion(0.0, 0.0, 0.0, 1.0); }
 
-    void get(double* xyzw) const { xyzw[0] = x; xyzw[1] = y; xyzw[2] = z; xyzw[3] = w; }
-    void set(const double* xyzw) { x = xyzw[0]; y = xyzw[1]; z = xyzw[2]; w = xyzw[3]; }
-    double& operator[](int i) { return (&x)[i]; }
-    double operator[](int i) const { return (&x)[i]; }
-    operator double*() { return &x; }
-    operator const double*() const { return &x; }
+    void set(double nx, double ny, double nz, double nw) { x = nx; y = ny; z = nz; w = nw; }
 
     // The angle in [0, 2·pi] and the unit axis of the rotation. For the identity rotation (w
     // within epsilonTol of 1) the angle is 0, the axis (1, 0, 0), and the result false.

@@ -24,9 +24,40 @@ class PointFlt;
 class HPoint;
 class RPoint;
 
-// A displacement in double precision.
-class Vector {
+namespace internal {
+
+// Array access shared by every point and vector type: the components as an array of N values
+// (get, set, indexing and the pointer conversion). It adds no data, so the types keep exactly
+// their components.
+template <class Derived, class Real, int N> class ComponentArray {
 public:
+    void get(Real* out) const
+    {
+        for (int i = 0; i < N; ++i)
+            out[i] = data()[i];
+    }
+    void set(const Real* in)
+    {
+        for (int i = 0; i < N; ++i)
+            data()[i] = in[i];
+    }
+    Real& operator[](int i) { return data()[i]; }
+    Real operator[](int i) const { return data()[i]; }
+    operator Real*() { return data(); }
+    operator const Real*() const { return data(); }
+
+private:
+    Real* data() { return &static_cast<Derived*>(this)->x; }
+    const Real* data() const { return &static_cast<const Derived*>(this)->x; }
+};
+
+} // namespace internal
+
+// A displacement in double precision.
+class Vector : public internal::ComponentArray<Vector, double, 3> {
+public:
+    using ComponentArray::set;
+
     double x, y, z;
 
     Vector() = default;
@@ -35,13 +66,7 @@ public:
     explicit Vector(const Normal& n);
     Vector(const VectorFlt& v);
 
-    void get(double* xyz) const { xyz[0] = x; xyz[1] = y; xyz[2] = z; }
-    void set(const double* xyz) { x = xyz[0]; y = xyz[1]; z = xyz[2]; }
     void set(double nx, double ny, double nz) { x = nx; y = ny; z = nz; }
-    double& operator[](int i) { return (&x)[i]; }
-    double operator[](int i) const { return (&x)[i]; }
-    operator double*() { return &x; }
-    operator const double*() const { return &x; }
 
     Vector& operator+=(const Vector& v) { x += v.x; y += v.y; z += v.z; return *this; }
     Vector& operator-=(const Vector& v) { x -= v.x; y -= v.y; z -= v.z; return *this; }
@@ -98,8 +123,10 @@ public:
     operator const double*() const { return &x; }
 };
 
-class VectorFlt {
+class VectorFlt : public internal::ComponentArray<VectorFlt, float, 3> {
 public:
+    using ComponentArray::set;
+
     float x, y, z;
 
     VectorFlt() = default;
@@ -108,13 +135,7 @@ public:
     explicit VectorFlt(const Vector& v)
         : x(static_cast<float>(v.x)), y(static_cast<float>(v.y)), z(static_cast<float>(v.z)) {}
 
-    void get(float* xyz) const { xyz[0] = x; xyz[1] = y; xyz[2] = z; }
-    void set(const float* xyz) { x = xyz[0]; y = xyz[1]; z = xyz[2]; }
     void set(float nx, float ny, float nz) { x = nx; y = ny; z = nz; }
-    float& operator[](int i) { return (&x)[i]; }
-    float operator[](int i) const { return (&x)[i]; }
-    operator float*() { return &x; }
-    operator const float*() const { return &x; }
 
     VectorFlt& operator+=(const VectorFlt& v) { x += v.x; y += v.y; z += v.z; return *this; }
     VectorFlt& operator-=(const VectorFlt& v) { x -= v.x; y -= v.y; z -= v.z; return *this; }
@@ -138,21 +159,17 @@ public:
     inline VectorFlt orthogonalVector() const;
 };
 
-class Vector2 {
+class Vector2 : public internal::ComponentArray<Vector2, double, 2> {
 public:
+    using ComponentArray::set;
+
     double x, y;
 
     Vector2() = default;
     Vector2(double x, double y) : x(x), y(y) {}
     explicit Vector2(const double* xy) : x(xy[0]), y(xy[1]) {}
 
-    void get(double* xy) const { xy[0] = x; xy[1] = y; }
-    void set(const double* xy) { x = xy[0]; y = xy[1]; }
     void set(double nx, double ny) { x = nx; y = ny; }
-    double& operator[](int i) { return (&x)[i]; }
-    double operator[](int i) const { return (&x)[i]; }
-    operator double*() { return &x; }
-    operator const double*() const { return &x; }
 
     Vector2& operator+=(const Vector2& v) { x += v.x; y += v.y; return *this; }
     Vector2& operator-=(const Vector2& v) { x -= v.x; y -= v.y; return *this; }
@@ -178,8 +195,10 @@ public:
 };
 
 // A position in double precision.
-class Point {
+class Point : public internal::ComponentArray<Point, double, 3> {
 public:
+    using ComponentArray::set;
+
     double x, y, z;
 
     Point() = default;
@@ -191,20 +210,16 @@ public:
     // The Cartesian part; the weight is dropped.
     explicit Point(const RPoint& p);
 
-    void get(double* xyz) const { xyz[0] = x; xyz[1] = y; xyz[2] = z; }
-    void set(const double* xyz) { x = xyz[0]; y = xyz[1]; z = xyz[2]; }
     void set(double nx, double ny, double nz) { x = nx; y = ny; z = nz; }
-    double& operator[](int i) { return (&x)[i]; }
-    double operator[](int i) const { return (&x)[i]; }
-    operator double*() { return &x; }
-    operator const double*() const { return &x; }
 
     Point& operator+=(const Vector& v) { x += v.x; y += v.y; z += v.z; return *this; }
     Point& operator-=(const Vector& v) { x -= v.x; y -= v.y; z -= v.z; return *this; }
 };
 
-class PointFlt {
+class PointFlt : public internal::ComponentArray<PointFlt, float, 3> {
 public:
+    using ComponentArray::set;
+
     float x, y, z;
 
     PointFlt() = default;
@@ -213,42 +228,34 @@ public:
     explicit PointFlt(const Point& p)
         : x(static_cast<float>(p.x)), y(static_cast<float>(p.y)), z(static_cast<float>(p.z)) {}
 
-    void get(float* xyz) const { xyz[0] = x; xyz[1] = y; xyz[2] = z; }
-    void set(const float* xyz) { x = xyz[0]; y = xyz[1]; z = xyz[2]; }
     void set(float nx, float ny, float nz) { x = nx; y = ny; z = nz; }
-    float& operator[](int i) { return (&x)[i]; }
-    float operator[](int i) const { return (&x)[i]; }
-    operator float*() { return &x; }
-    operator const float*() const { return &x; }
 
     PointFlt& operator+=(const VectorFlt& v) { x += v.x; y += v.y; z += v.z; return *this; }
     PointFlt& operator-=(const VectorFlt& v) { x -= v.x; y -= v.y; z -= v.z; return *this; }
 };
 
 // A two-dimensional position; also the parameter pair (u, v) of a ParamPlane.
-class Point2 {
+class Point2 : public internal::ComponentArray<Point2, double, 2> {
 public:
+    using ComponentArray::set;
+
     double x, y;
 
     Point2() = default;
     Point2(double x, double y) : x(x), y(y) {}
     explicit Point2(const double* xy) : x(xy[0]), y(xy[1]) {}
 
-    void get(double* xy) const { xy[0] = x; xy[1] = y; }
-    void set(const double* xy) { x = xy[0]; y = xy[1]; }
     void set(double nx, double ny) { x = nx; y = ny; }
-    double& operator[](int i) { return (&x)[i]; }
-    double operator[](int i) const { return (&x)[i]; }
-    operator double*() { return &x; }
-    operator const double*() const { return &x; }
 
     Point2& operator+=(const Vector2& v) { x += v.x; y += v.y; return *this; }
     Point2& operator-=(const Vector2& v) { x -= v.x; y -= v.y; return *this; }
 };
 
 // Homogeneous point: the Cartesian point is (x/w, y/w, z/w).
-class HPoint {
+class HPoint : public internal::ComponentArray<HPoint, double, 4> {
 public:
+    using ComponentArray::set;
+
     double x, y, z, w;
 
     HPoint() = default;
@@ -259,18 +266,14 @@ public:
     // (x·w, y·w, z·w, w)
     explicit HPoint(const RPoint& p);
 
-    void get(double* xyzw) const { xyzw[0] = x; xyzw[1] = y; xyzw[2] = z; xyzw[3] = w; }
-    void set(const double* xyzw) { x = xyzw[0]; y = xyzw[1]; z = xyzw[2]; w = xyzw[3]; }
     void set(double nx, double ny, double nz, double nw) { x = nx; y = ny; z = nz; w = nw; }
-    double& operator[](int i) { return (&x)[i]; }
-    double operator[](int i) const { return (&x)[i]; }
-    operator double*() { return &x; }
-    operator const double*() const { return &x; }
 };
 
 // Rational point: the Cartesian point (x, y, z) with the weight w.
-class RPoint {
+class RPoint : public internal::ComponentArray<RPoint, double, 4> {
 public:
+    using ComponentArray::set;
+
     double x, y, z, w;
 
     RPoint() = default;
@@ -281,13 +284,7 @@ public:
     // (x/w, y/w, z/w, w)
     explicit RPoint(const HPoint& p) : x(p.x / p.w), y(p.y / p.w), z(p.z / p.w), w(p.w) {}
 
-    void get(double* xyzw) const { xyzw[0] = x; xyzw[1] = y; xyzw[2] = z; xyzw[3] = w; }
-    void set(const double* xyzw) { x = xyzw[0]; y = xyzw[1]; z = xyzw[2]; w = xyzw[3]; }
     void set(double nx, double ny, double nz, double nw) { x = nx; y = ny; z = nz; w = nw; }
-    double& operator[](int i) { return (&x)[i]; }
-    double operator[](int i) const { return (&x)[i]; }
-    operator double*() { return &x; }
-    operator const double*() const { return &x; }
 };
 
 // ---- Conversions declared before their target was complete.

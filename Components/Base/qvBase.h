@@ -9,4 +9,9 @@
 #include "qvUtilError.h"
 #include "qvUtilInterval.h"
 
+// Signals
+#include "qvRTBFunction.h"
+#include "qvRTBSignal.h"
+#include "qvUtilPointerSignals.h"
+
 #endif

@@ -14,4 +14,14 @@
 #include "qvRTBSignal.h"
 #include "qvUtilPointerSignals.h"
 
+// Threads
+#include "qvThreadCondition.h"
+#include "qvThreadMutex.h"
+#include "qvThreadThread.h"
+
+// Undo
+#include "qvUndoCommand.h"
+#include "qvUndoGroup.h"
+#include "qvUndoManager.h"
+
 #endif

@@ -20,9 +20,11 @@ namespace {
 #if defined(_WIN32)
 constexpr long rwSections = 12000;
 constexpr long queueItems = 60000;
+constexpr long roundTrips = 3000;
 #else
 constexpr long rwSections = 1000000;
 constexpr long queueItems = 10000000;
+constexpr long roundTrips = 100000;
 #endif
 
 constexpr int rwThreads = 8;
@@ -221,4 +223,49 @@ TEST(ThreadStress, AQueueOnAConditionPassesEveryItemExactlyOnce)
     EXPECT_EQ(count, n);
     EXPECT_EQ(sum, n * (n - 1) / 2); // the values 0 .. n-1, each once
     EXPECT_EQ(queue.count, 0u);
+}
+
+namespace {
+
+struct PingPong {
+    Condition condition;
+    int turn = 0;
+    long trips = 0;
+};
+
+void answer(void* p)
+{
+    auto* pp = static_cast<PingPong*>(p);
+    MutexOp op(pp->condition.getMutex(), true);
+    op.lock();
+    for (long i = 0; i < roundTrips; ++i) {
+        while (pp->turn != 1)
+            pp->condition.wait(Interval());
+        pp->turn = 0;
+        ++pp->trips;
+        pp->condition.signal();
+    }
+}
+
+} // namespace
+
+// The signaller waits on the same condition right after signalling: the wake-up must reach the
+// thread that was already waiting, or both sleep for ever.
+TEST(ThreadStress, ASignalReachesTheThreadAlreadyWaitingNotTheSignallersNextWait)
+{
+    PingPong pp;
+    Thread partner(&answer, &pp);
+    ASSERT_FALSE(partner.start());
+    {
+        MutexOp op(pp.condition.getMutex(), true);
+        op.lock();
+        for (long i = 0; i < roundTrips; ++i) {
+            pp.turn = 1;
+            pp.condition.signal();
+            while (pp.turn != 0)
+                pp.condition.wait(Interval());
+        }
+    }
+    ASSERT_FALSE(partner.wait());
+    EXPECT_EQ(pp.trips, roundTrips);
 }

@@ -13,13 +13,14 @@
 // which the last waiter of a broadcast answers the broadcaster, and two critical sections; the
 // release of the mutex and the wait are one SignalObjectAndWait call.
 //
-// POSIX: the same design with pthread objects. An internal lock guards the waiter count, a count
-// of pending wake-ups (standing in for the semaphore's count) and the broadcast flag; a waiter
-// takes that lock before it releases the caller's mutex, so a signal cannot slip between the
-// release and the wait. Waiters sleep on a condition variable (monotonic clock) until a wake-up
-// is pending or the time-out passes; the last waiter of a broadcast wakes the broadcaster through
-// a second condition variable. A signal adds a wake-up only while there are more waiters than
-// pending wake-ups, so no wake-up outlives the waiters it was meant for.
+// POSIX: the same contract with POSIX objects. An internal lock guards a queue of waiters in
+// arrival order, each sleeping on a semaphore of its own (time-outs on the monotonic clock); a
+// waiter joins the queue under that lock before it releases the caller's mutex, so a signal
+// cannot slip between the release and the wait. signal() takes the oldest waiter off the queue
+// and posts its semaphore; broadcast() does so for the whole queue and then sleeps until the last
+// of those waiters has woken. As with the kernel semaphore, a wake-up goes to a thread already
+// waiting, never to one that starts waiting afterwards; a waiter whose time runs out leaves the
+// queue.
 
 #include "qvBaseExport.h"
 #include "qvThreadMutex.h"

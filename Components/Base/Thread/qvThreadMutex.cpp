@@ -11,15 +11,8 @@ Mutex::~Mutex()
     internal::destroyMutex(cell);
 }
 
-void Mutex::lock()
-{
-    internal::lockMutex(cell);
-}
-
-void Mutex::unlock()
-{
-    internal::unlockMutex(cell);
-}
+// Mutex::lock and unlock live in the platform files: they are the hot path of every lock, and
+// calling the system directly there saves a call.
 
 MutexOp::MutexOp(Mutex& m, bool unlockAtEnd)
     : mutex(m), locked(false), unlockOnDestruction(unlockAtEnd)
@@ -30,18 +23,6 @@ MutexOp::~MutexOp()
 {
     if (unlockOnDestruction && locked)
         mutex.unlock();
-}
-
-void MutexOp::lock()
-{
-    mutex.lock();
-    locked = true;
-}
-
-void MutexOp::unlock()
-{
-    mutex.unlock();
-    locked = false;
 }
 
 Semaphore::Semaphore(unsigned int initial)

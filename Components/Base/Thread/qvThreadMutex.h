@@ -49,8 +49,16 @@ public:
     // Releases the mutex when it was locked through this object and unlockOnDestruction is set.
     ~MutexOp();
 
-    void lock();
-    void unlock();
+    void lock()
+    {
+        mutex.lock();
+        locked = true;
+    }
+    void unlock()
+    {
+        mutex.unlock();
+        locked = false;
+    }
 
 private:
     Mutex& mutex;

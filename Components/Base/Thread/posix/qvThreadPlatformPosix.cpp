@@ -101,17 +101,43 @@ void postSemaphore(SemaphoreHandle* cell)
     sem_post(&cell->semaphore);
 }
 
-// See qvThreadCondition.h for the design.
+// See qvThreadCondition.h for the design. Each waiter sleeps on a semaphore of its own, queued in
+// arrival order; signal and broadcast take the waiters they wake off the queue under the waiters
+// lock and post their semaphores after leaving it, so a woken waiter does not run straight into
+// a lock its waker still holds. A waiter that is taken off the queue always gets its post: if
+// its time ran out meanwhile, it waits for that post before its semaphore goes away.
+struct Waiter {
+    sem_t wake;
+    bool woken = false;
+    bool byBroadcast = false;
+    Waiter* prev = nullptr;
+    Waiter* next = nullptr;
+};
+
 struct ConditionRecord {
     int waiters = 0;
     pthread_mutex_t waitersLock;
     pthread_mutex_t signalLock;
-    pthread_cond_t wakeUp;        // waiters sleep here until `pending` is above 0
-    unsigned int pending = 0;     // wake-ups handed out and not yet taken
-    pthread_cond_t waitersDone;   // the broadcaster sleeps here until `allWoken`
+    Waiter* first = nullptr;       // the queue of waiters not yet woken
+    Waiter* last = nullptr;
+    pthread_cond_t waitersDone;    // the broadcaster sleeps here until `allWoken`
+    int broadcastLeft = 0;         // woken by the broadcast and not yet gone
     bool allWoken = false;
-    int wasBroadcast = 0;
     Mutex mutex;
+
+    void append(Waiter* w)
+    {
+        w->prev = last;
+        w->next = nullptr;
+        (last ? last->next : first) = w;
+        last = w;
+    }
+    void remove(Waiter* w)
+    {
+        (w->prev ? w->prev->next : first) = w->next;
+        (w->next ? w->next->prev : last) = w->prev;
+        w->prev = w->next = nullptr;
+    }
 };
 
 ConditionRecord* createCondition()
@@ -119,27 +145,17 @@ ConditionRecord* createCondition()
     auto* record = new ConditionRecord;
     pthread_mutex_init(&record->waitersLock, nullptr);
     pthread_mutex_init(&record->signalLock, nullptr);
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    // The wake-up variable stands in for the semaphore, the second one for the event: their
-    // failures carry the messages of the kernel objects they replace.
-    const char* failure = nullptr;
-    int rc = pthread_cond_init(&record->wakeUp, &attributes);
+    // The waiters' semaphores are made in wait(); the variable made here stands in for the
+    // event, and its failure carries the event's message.
+    int rc = pthread_cond_init(&record->waitersDone, nullptr);
     if (rc != 0) {
-        failure = "Cannot initialize condition: Unable to create                     "
-                  "semaphore: %s";
-    } else if ((rc = pthread_cond_init(&record->waitersDone, nullptr)) != 0) {
-        pthread_cond_destroy(&record->wakeUp);
-        failure = "Cannot initialize condition: Unable to create                     "
-                  "an generic NT synchro event: %s";
-    }
-    pthread_condattr_destroy(&attributes);
-    if (failure) {
         pthread_mutex_destroy(&record->waitersLock);
         pthread_mutex_destroy(&record->signalLock);
         delete record;
-        throw qvUtil::Error(1, failure, qvUtil::internal::systemErrorText(rc).c_str());
+        throw qvUtil::Error(1,
+                            "Cannot initialize condition: Unable to create                     "
+                            "an generic NT synchro event: %s",
+                            qvUtil::internal::systemErrorText(rc).c_str());
     }
     return record;
 }
@@ -147,9 +163,7 @@ ConditionRecord* createCondition()
 qvUtil::Error destroyCondition(ConditionRecord* record)
 {
     qvUtil::Error result;
-    int rc = pthread_cond_destroy(&record->wakeUp);
-    if (rc == 0)
-        rc = pthread_cond_destroy(&record->waitersDone);
+    int rc = pthread_cond_destroy(&record->waitersDone);
     if (rc != 0)
         result = qvUtil::Error(1, "%s", qvUtil::internal::systemErrorText(rc).c_str());
     pthread_mutex_destroy(&record->waitersLock);
@@ -179,6 +193,19 @@ timespec deadlineAfter(const qvUtil::Interval& timeout)
     return deadline;
 }
 
+// Waits for a post; false when the deadline passed first.
+bool waitForPost(sem_t* semaphore, const timespec* deadline)
+{
+    for (;;) {
+        int rc = deadline ? sem_clockwait(semaphore, CLOCK_MONOTONIC, deadline)
+                          : sem_wait(semaphore);
+        if (rc == 0)
+            return true;
+        if (errno != EINTR)
+            return false;
+    }
+}
+
 } // namespace
 
 void waitCondition(ConditionRecord* record, const qvUtil::Interval& timeout)
@@ -186,26 +213,31 @@ void waitCondition(ConditionRecord* record, const qvUtil::Interval& timeout)
     const bool forever = timeout.seconds() == 0 && timeout.microseconds() == 0;
     const timespec deadline = forever ? timespec() : deadlineAfter(timeout);
     MutexHandle* mutex = MutexAccess::handle(record->mutex);
+    Waiter self;
+    sem_init(&self.wake, 0, 0);
 
     pthread_mutex_lock(&record->waitersLock);
     ++record->waiters;
-    // Released under the waiters lock: a signal needs that lock, so it cannot come between the
-    // release and the wait.
+    record->append(&self);
+    // Released while this waiter is queued under the waiters lock: a signal cannot come between
+    // the release and the wait unnoticed.
     unlockMutex(mutex);
-    while (record->pending == 0) {
-        int rc = forever ? pthread_cond_wait(&record->wakeUp, &record->waitersLock)
-                         : pthread_cond_timedwait(&record->wakeUp, &record->waitersLock, &deadline);
-        if (rc == ETIMEDOUT)
-            break;
-    }
-    if (record->pending > 0)
-        --record->pending;
+    pthread_mutex_unlock(&record->waitersLock);
+
+    bool posted = waitForPost(&self.wake, forever ? nullptr : &deadline);
+
+    pthread_mutex_lock(&record->waitersLock);
+    if (!self.woken)
+        record->remove(&self); // timed out
     --record->waiters;
-    if (record->wasBroadcast && record->waiters == 0) {
+    if (self.byBroadcast && --record->broadcastLeft == 0) {
         record->allWoken = true;
         pthread_cond_signal(&record->waitersDone);
     }
     pthread_mutex_unlock(&record->waitersLock);
+    if (self.woken && !posted)
+        waitForPost(&self.wake, nullptr); // woken as the time ran out: the post is on its way
+    sem_destroy(&self.wake);
     lockMutex(mutex);
 }
 
@@ -213,11 +245,14 @@ void signalCondition(ConditionRecord* record)
 {
     pthread_mutex_lock(&record->signalLock);
     pthread_mutex_lock(&record->waitersLock);
-    if (record->waiters > 0 && static_cast<unsigned int>(record->waiters) > record->pending) {
-        ++record->pending;
-        pthread_cond_signal(&record->wakeUp);
+    Waiter* w = record->first;
+    if (w) {
+        record->remove(w);
+        w->woken = true;
     }
     pthread_mutex_unlock(&record->waitersLock);
+    if (w)
+        sem_post(&w->wake);
     pthread_mutex_unlock(&record->signalLock);
 }
 
@@ -225,14 +260,26 @@ void broadcastCondition(ConditionRecord* record)
 {
     pthread_mutex_lock(&record->signalLock);
     pthread_mutex_lock(&record->waitersLock);
-    if (record->waiters > 0) {
-        record->wasBroadcast = 1;
+    Waiter* woken = record->first;
+    if (woken) {
+        int count = 0;
+        for (Waiter* w = woken; w; w = w->next) {
+            w->woken = true;
+            w->byBroadcast = true;
+            ++count;
+        }
+        record->first = record->last = nullptr;
+        record->broadcastLeft = count;
         record->allWoken = false;
-        record->pending = static_cast<unsigned int>(record->waiters);
-        pthread_cond_broadcast(&record->wakeUp);
+        pthread_mutex_unlock(&record->waitersLock);
+        while (woken) {
+            Waiter* next = woken->next; // the waiter may be gone once posted
+            sem_post(&woken->wake);
+            woken = next;
+        }
+        pthread_mutex_lock(&record->waitersLock);
         while (!record->allWoken)
             pthread_cond_wait(&record->waitersDone, &record->waitersLock);
-        record->wasBroadcast = 0;
         record->allWoken = false;
     }
     pthread_mutex_unlock(&record->waitersLock);
@@ -285,4 +332,15 @@ void detachThread(ThreadHandle* cell)
 }
 
 } // namespace internal
+
+void Mutex::lock()
+{
+    internal::lockMutex(cell);
+}
+
+void Mutex::unlock()
+{
+    internal::unlockMutex(cell);
+}
+
 } // namespace qvThread

@@ -240,4 +240,15 @@ void detachThread(ThreadHandle* cell)
 }
 
 } // namespace internal
+
+void Mutex::lock()
+{
+    internal::lockMutex(cell);
+}
+
+void Mutex::unlock()
+{
+    internal::unlockMutex(cell);
+}
+
 } // namespace qvThread

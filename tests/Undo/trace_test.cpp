@@ -36,8 +36,11 @@ std::vector<std::string> lines(const std::string& text)
 {
     std::vector<std::string> result;
     std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back(); // the trace is a text file: CR LF on Windows
         result.push_back(line);
+    }
     return result;
 }
 

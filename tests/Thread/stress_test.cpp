@@ -19,8 +19,8 @@ namespace {
 // runs fewer rounds; the thread sanitizer slows every hand-over about tenfold, so its build
 // passes fewer items through the queue.
 #if defined(_WIN32)
-constexpr long rwSections = 12000;
-constexpr long queueItems = 60000;
+constexpr long rwSections = 6000;
+constexpr long queueItems = 30000;
 constexpr long roundTrips = 3000;
 #elif defined(__SANITIZE_THREAD__)
 constexpr long rwSections = 1000000;

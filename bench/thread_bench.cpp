@@ -98,7 +98,7 @@ void pingPongAnchor(benchmark::State& state)
 
 BENCHMARK(mutexQv)->Name("mutex_uncontended/qv");
 BENCHMARK(mutexAnchor)->Name("mutex_uncontended/anchor");
-BENCHMARK(pingPongQv)->Name("condition_pingpong/qv")->UseRealTime();
-BENCHMARK(pingPongAnchor)->Name("condition_pingpong/anchor")->UseRealTime();
+BENCHMARK(pingPongQv)->Name("condition_pingpong/qv");
+BENCHMARK(pingPongAnchor)->Name("condition_pingpong/anchor");
 
 BENCHMARK_MAIN();

@@ -255,6 +255,7 @@ struct BusyWatch {
     std::vector<int> seen;
     ManagerImpl* manager = nullptr;
     bool busyDuringCommand = false;
+    Group* groupDuringCommand = nullptr;
     void onBusy(int value) { seen.push_back(value); }
 };
 
@@ -268,6 +269,7 @@ private:
     bool look()
     {
         watch->busyDuringCommand = watch->manager->isBusy();
+        watch->groupDuringCommand = watch->manager->newGroup("inner", false);
         return true;
     }
     BusyWatch* watch;
@@ -286,6 +288,8 @@ TEST(Undo, TheBusySignalFramesEveryRunAndTheInstalledManagerIsReplaced)
     new Probe(g, &watch);
     m->undoIt();
     EXPECT_TRUE(watch.busyDuringCommand);
+    EXPECT_EQ(watch.groupDuringCommand, nullptr); // no new group under a running step
+    EXPECT_EQ(m->numGroups(false), 1);
     EXPECT_FALSE(m->isBusy());
     m->doIt();
     m->doIt(); // at the end: no run, no signal

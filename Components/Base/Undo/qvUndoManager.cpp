@@ -117,7 +117,9 @@ void ManagerImpl::currentGroupIsInvalid()
 
 Group* ManagerImpl::newGroup(const char* name, bool dynamic)
 {
-    if (maxGroups < 0)
+    // A command that opened a group while it is being done or undone would prune the queue
+    // under the run that is walking it.
+    if (maxGroups < 0 || busy)
         return nullptr;
     if (!name)
         name = "noname";

@@ -23,7 +23,7 @@ public:
 
     virtual bool undoIt() = 0;
     virtual bool doIt() = 0;
-    // Null while recording is disabled (negative group limit).
+    // Null while recording is disabled (negative group limit), and during a do or undo run.
     virtual Group* newGroup(const char* name, bool dynamic) = 0;
     // index >= 0 counts from the front, index < 0 back from the end (-1 is the last group).
     virtual Group* getGroup(int index) = 0;

@@ -32,7 +32,7 @@ Command::Command(Group* group, const char* text) : id(0), name(duplicate(text))
 
 Command::~Command()
 {
-    if (id != 0)
+    if (id != 0 && internal::tracing())
         qvUndoReport("    qvUndo::Command: delete (%s, 0x%p)\n", getName(),
                      static_cast<const void*>(this));
     std::free(name);
@@ -49,7 +49,9 @@ void Command::addToGroup(Group* group)
 {
     id = group->nextCommandID();
     group->addCommand(this);
-    qvUndoReport("    qvUndo::Command: new (%s, 0x%p)\n", getName(), static_cast<const void*>(this));
+    if (internal::tracing())
+        qvUndoReport("    qvUndo::Command: new (%s, 0x%p)\n", getName(),
+                     static_cast<const void*>(this));
 }
 
 const char* Command::getName() const

@@ -83,6 +83,8 @@ void GroupImpl::addCommand(Command* command)
         return;
     }
     close();
+    if (commands.empty())
+        commands.reserve(8); // groups seldom hold one command; spare the first regrowths
     commands.push_back(command);
 }
 

@@ -17,4 +17,19 @@
 #include "qvLinearQuaternion.h"
 #include "qvLinearMatrix.h"
 
+// Signals
+#include "qvRTBFunction.h"
+#include "qvRTBSignal.h"
+#include "qvUtilPointerSignals.h"
+
+// Threads
+#include "qvThreadCondition.h"
+#include "qvThreadMutex.h"
+#include "qvThreadThread.h"
+
+// Undo
+#include "qvUndoCommand.h"
+#include "qvUndoGroup.h"
+#include "qvUndoManager.h"
+
 #endif

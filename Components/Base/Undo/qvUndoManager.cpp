@@ -1,0 +1,359 @@
+#include "qvUndoManager.h"
+
+#include "internal/qvUndoTrace.h"
+
+#include <new>
+
+namespace qvUndo {
+
+Manager::~Manager() = default;
+
+ManagerImpl::ManagerImpl()
+    : current(groups.end()), groupCounter(0), maxGroups(0), maxBytes(10000000), busy(0),
+      countedBytes(0), deleting(nullptr)
+{
+}
+
+ManagerImpl::~ManagerImpl()
+{
+    clearAllGroups();
+    // The client announces the end as it goes; the busy signal goes last.
+}
+
+int ManagerImpl::bytesUsed()
+{
+    int total = 0;
+    for (Group* group : groups)
+        total += group->numBytes();
+    return total;
+}
+
+void ManagerImpl::recount(Group* group)
+{
+    auto* impl = static_cast<GroupImpl*>(group);
+    countedBytes -= impl->countedBytes();
+    countedBytes += impl->recount();
+}
+
+bool ManagerImpl::doIt()
+{
+    for (;;) {
+        if (internal::tracing())
+            qvUndoReport("+ qvUndo::Manager: doIt() - %d groups, %d bytes used\n", numGroups(false),
+                         bytesUsed());
+        if (current == groups.end()) {
+            qvUndoReport("+ qvUndo::Manager: doIt() - at end of queue.\n");
+            return true;
+        }
+        busy = 1;
+        busySignal.emit(1);
+        int commandTotal = 0;
+        bool result = true;
+        for (;;) {
+            Group* group = *current;
+            commandTotal += group->numCommands();
+            result = group->doIt();
+            recount(group);
+            if (!result) {
+                currentGroupIsInvalid();
+                break;
+            }
+            ++current;
+            if (current == groups.end() || !(*current)->isAssociated())
+                break;
+        }
+        busySignal.emit(0);
+        busy = 0;
+        if (commandTotal != 0 || !result)
+            return result;
+        // The step held no commands: pass over it to the next one.
+        qvUndoReport("+ qvUndo::Manager: doIt() - empty group, doing again.\n");
+    }
+}
+
+bool ManagerImpl::undoIt()
+{
+    for (;;) {
+        if (internal::tracing())
+            qvUndoReport("- qvUndo::Manager: undoIt() - %d groups, %d bytes used\n",
+                         numGroups(false), bytesUsed());
+        if (current == groups.begin()) {
+            qvUndoReport("- qvUndo::Manager: undoIt() - at beginning of queue.\n");
+            return true;
+        }
+        busy = 1;
+        busySignal.emit(1);
+        int commandTotal = 0;
+        bool result = true;
+        for (;;) {
+            --current;
+            Group* group = *current;
+            commandTotal += group->numCommands();
+            result = group->undoIt();
+            recount(group);
+            if (!result) {
+                currentGroupIsInvalid();
+                break;
+            }
+            if (current == groups.begin() || !group->isAssociated())
+                break;
+        }
+        busySignal.emit(0);
+        busy = 0;
+        if (commandTotal != 0 || !result)
+            return result;
+        qvUndoReport("- qvUndo::Manager: undoIt() - empty group, undoing again.\n");
+    }
+}
+
+void ManagerImpl::currentGroupIsInvalid()
+{
+    // A step that cannot be replayed leaves the history unusable: all of it goes.
+    if (groups.empty())
+        return;
+    qvUndoReport("qvUndo::Manager: currentGroupIsInvalid()\n");
+    clearAllGroups();
+}
+
+Group* ManagerImpl::newGroup(const char* name, bool dynamic)
+{
+    // A command that opened a group while it is being done or undone would prune the queue
+    // under the run that is walking it.
+    if (maxGroups < 0 || busy)
+        return nullptr;
+    if (!name)
+        name = "noname";
+    qvUndoReport("qvUndo::newGroup (%s, dynamic = %d)\n", name, dynamic ? 1 : 0);
+    pruneUndoneGroups();
+    pruneTrailingInvalidGroups();
+    if (!groups.empty())
+        groups.back()->close();
+    enforceLimits();
+
+    auto* group = new GroupImpl(name, nextGroupID());
+    group->setAssociated(dynamic);
+    group->destructionSignal().addCallback(this, &ManagerImpl::removeGroup);
+    groups.push_back(group);
+    current = groups.end();
+    return group;
+}
+
+void ManagerImpl::pruneUndoneGroups()
+{
+    if (current == groups.end())
+        return;
+    qvUndoReport("qvUndo::Manager: pruneUndoneGroups()\n");
+    while (current != groups.end())
+        deleteGroup(std::prev(groups.end()));
+}
+
+void ManagerImpl::pruneTrailingInvalidGroups()
+{
+    qvUndoReport("qvUndo::Manager: pruneTrailingInvalidGroups()\n");
+    while (!groups.empty() && !groups.back()->isValid() && groups.back()->isDiscardable())
+        deleteGroup(std::prev(groups.end()));
+}
+
+void ManagerImpl::enforceLimits()
+{
+    // The last group may still be filling: take its size now.
+    if (!groups.empty())
+        recount(groups.back());
+    if (maxGroups != 0) {
+        int steps = numGroups(true);
+        while (!groups.empty() && steps > maxGroups - 1 && groups.front()->isDiscardable()) {
+            deleteFrontStep();
+            --steps;
+        }
+    }
+    if (maxBytes != 0) {
+        while (!groups.empty() && countedBytes > maxBytes && groups.front()->isDiscardable())
+            deleteFrontStep();
+    }
+    // The current position stays where it was (moved on if its group went): limits set while
+    // steps are undone keep those steps ready to be done again.
+}
+
+void ManagerImpl::deleteFrontStep()
+{
+    deleteGroup(groups.begin());
+    while (!groups.empty() && groups.front()->isAssociated())
+        deleteGroup(groups.begin());
+}
+
+void ManagerImpl::deleteGroup(Position position)
+{
+    Group* group = *position;
+    if (current == position)
+        ++current;
+    countedBytes -= static_cast<GroupImpl*>(group)->countedBytes();
+    groups.erase(position);
+    deleting = group;
+    delete group;
+    deleting = nullptr;
+}
+
+Group* ManagerImpl::getGroup(int index)
+{
+    if (index >= 0) {
+        for (Group* group : groups) {
+            if (index-- == 0)
+                return group;
+        }
+        return nullptr;
+    }
+    for (auto it = groups.rbegin(); it != groups.rend(); ++it) {
+        if (++index == 0)
+            return *it;
+    }
+    return nullptr;
+}
+
+Group* ManagerImpl::currentGroup()
+{
+    return current == groups.end() ? nullptr : *current;
+}
+
+int ManagerImpl::numGroups(bool countSteps)
+{
+    if (!countSteps)
+        return static_cast<int>(groups.size());
+    int steps = 0;
+    bool first = true;
+    for (Group* group : groups) {
+        if (first || !group->isAssociated())
+            ++steps;
+        first = false;
+    }
+    return steps;
+}
+
+bool ManagerImpl::canUndo()
+{
+    return current != groups.begin();
+}
+
+bool ManagerImpl::canDoIt()
+{
+    return current != groups.end();
+}
+
+Group* ManagerImpl::findGroup(int id)
+{
+    for (Group* group : groups) {
+        if (group->getID() == id)
+            return group;
+    }
+    return nullptr;
+}
+
+void ManagerImpl::deleteLastGroup()
+{
+    if (current != groups.end() || groups.empty())
+        return;
+    qvUndoReport("qvUndo::Manager: deleteLastGroup()\n");
+    // Only an empty last group can go alone; a recorded step takes the history with it.
+    if (groups.back()->numCommands() == 0)
+        deleteGroup(std::prev(groups.end()));
+    else
+        clearAllGroups();
+}
+
+void ManagerImpl::clearAllGroups()
+{
+    qvUndoReport("qvUndo::Manager: clearAllGroups()\n");
+    while (!groups.empty())
+        deleteGroup(groups.begin());
+    countedBytes = 0;
+    current = groups.end();
+}
+
+void ManagerImpl::associateGroups(int firstId, int lastId)
+{
+    qvUndoReport("qvUndo::Manager: associateGroups (%d, %d)\n", firstId, lastId);
+    bool first = true;
+    for (Group* group : groups) {
+        int id = group->getID();
+        if (id < firstId || id > lastId)
+            continue;
+        group->setAssociated(!first);
+        first = false;
+    }
+}
+
+void ManagerImpl::pointerDestroyed(void* pointer)
+{
+    for (Group* group : groups)
+        group->pointerDestroyed(pointer);
+}
+
+int ManagerImpl::nextGroupID()
+{
+    return ++groupCounter;
+}
+
+void ManagerImpl::setMaxGroups(int count)
+{
+    maxGroups = count;
+    enforceLimits();
+}
+
+void ManagerImpl::setMaxBytes(int bytes)
+{
+    maxBytes = bytes;
+    enforceLimits();
+}
+
+int ManagerImpl::getMaxGroups()
+{
+    return maxGroups;
+}
+
+int ManagerImpl::getMaxBytes()
+{
+    return maxBytes;
+}
+
+bool ManagerImpl::isBusy()
+{
+    return busy != 0;
+}
+
+void ManagerImpl::removeGroup(Group* group)
+{
+    if (group == deleting)
+        return; // already taken out by deleteGroup
+    for (auto it = groups.begin(); it != groups.end();) {
+        if (*it != group) {
+            ++it;
+            continue;
+        }
+        if (current == it)
+            ++current;
+        countedBytes -= static_cast<GroupImpl*>(group)->countedBytes();
+        it = groups.erase(it);
+    }
+}
+
+namespace {
+Manager* installed = nullptr;
+} // namespace
+
+Manager* newManager()
+{
+    return new (std::nothrow) ManagerImpl;
+}
+
+void installManager(Manager* manager)
+{
+    if (installed && installed != manager)
+        delete installed;
+    installed = manager;
+}
+
+Manager* getInstalledManager()
+{
+    return installed;
+}
+
+} // namespace qvUndo

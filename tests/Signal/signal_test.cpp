@@ -1,0 +1,239 @@
+#include "qvRTBSignal.h"
+#include "qvUtilPointerSignals.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using qvRTB::Signal1Arg;
+using qvRTB::Signal3Args;
+using qvRTB::SignalClient;
+using qvRTB::SignalVoid;
+
+namespace {
+
+// Records every call it receives as "<tag>:<argument>".
+struct Recorder : SignalClient {
+    std::vector<std::string>* log = nullptr;
+    std::string tag;
+    Recorder(std::vector<std::string>* l, std::string t) : log(l), tag(std::move(t)) {}
+    void onInt(int v) { log->push_back(tag + ":" + std::to_string(v)); }
+    void onVoid() { log->push_back(tag); }
+};
+
+std::vector<int> freeCalls;
+void freeA(int v) { freeCalls.push_back(v); }
+void freeB(int v) { freeCalls.push_back(v * 10); }
+
+} // namespace
+
+TEST(Signal, EmitsNewestFirstAndCountsConnections)
+{
+    Signal1Arg<int> signal;
+    EXPECT_EQ(signal.numConnections(), 0);
+    EXPECT_FALSE(signal.isConnected());
+    signal.emit(1); // nothing connected: nothing happens
+
+    std::vector<std::string> log;
+    Recorder a(&log, "A"), b(&log, "B"), c(&log, "C");
+    signal.addCallback(&a, &Recorder::onInt);
+    signal.addCallback(&b, &Recorder::onInt);
+    signal.addCallback(&c, &Recorder::onInt);
+    EXPECT_EQ(signal.numConnections(), 3);
+    EXPECT_TRUE(signal.isConnected());
+    signal.emit(7);
+    EXPECT_EQ(log, (std::vector<std::string>{"C:7", "B:7", "A:7"}));
+}
+
+TEST(Signal, FindsFreeFunctionsAndIgnoresForeignHandles)
+{
+    freeCalls.clear();
+    Signal1Arg<int> signal, other;
+    void* a = signal.addCallback(&freeA);
+    void* b = signal.addCallback(&freeB);
+    EXPECT_EQ(signal.findGlobalCallback(&freeA), a);
+    EXPECT_EQ(signal.findGlobalCallback(&freeB), b);
+    EXPECT_EQ(other.findGlobalCallback(&freeA), nullptr);
+
+    void* foreign = other.addCallback(&freeA);
+    signal.disconnect(foreign);
+    signal.disconnect(nullptr);
+    EXPECT_EQ(signal.numConnections(), 2);
+    EXPECT_EQ(other.numConnections(), 1);
+
+    signal.disconnect(signal.findGlobalCallback(&freeB));
+    EXPECT_EQ(signal.findGlobalCallback(&freeB), nullptr);
+    signal.emit(3);
+    EXPECT_EQ(freeCalls, (std::vector<int>{3}));
+
+    // A member-function connection is never found by key.
+    Recorder r(nullptr, "r");
+    signal.addCallback(&r, &Recorder::onInt);
+    EXPECT_EQ(signal.findGlobalCallback(&freeB), nullptr);
+}
+
+namespace {
+
+// A callback that disconnects a chosen connection (possibly itself) when called.
+struct Disconnector : qvRTB::FunctionArgBase<int> {
+    Signal1Arg<int>* signal;
+    void** victim;
+    std::vector<std::string>* log;
+    std::string tag;
+    Disconnector(Signal1Arg<int>* s, void** v, std::vector<std::string>* l, std::string t)
+        : signal(s), victim(v), log(l), tag(std::move(t))
+    {
+    }
+    using qvRTB::FunctionArgBase<int>::operator();
+    void operator()(int) override
+    {
+        log->push_back(tag);
+        if (*victim)
+            signal->disconnect(*victim);
+    }
+};
+
+} // namespace
+
+TEST(Signal, CallbacksMayDisconnectThemselvesOrLaterConnectionsDuringEmission)
+{
+    std::vector<std::string> log;
+    Recorder a(&log, "A"), c(&log, "C");
+    Signal1Arg<int> signal;
+    void* handleA = signal.addCallback(&a, &Recorder::onInt);
+    void* self = nullptr;
+    self = signal.addCallback(new Disconnector(&signal, &self, &log, "self"));
+    signal.addCallback(&c, &Recorder::onInt);
+
+    signal.emit(1);
+    EXPECT_EQ(log, (std::vector<std::string>{"C:1", "self", "A:1"}));
+    EXPECT_EQ(signal.numConnections(), 2);
+    log.clear();
+    signal.emit(2);
+    EXPECT_EQ(log, (std::vector<std::string>{"C:2", "A:2"}));
+
+    // Removing a connection that has not been called yet skips it in the same emission.
+    log.clear();
+    signal.addCallback(new Disconnector(&signal, &handleA, &log, "killer"));
+    signal.emit(3);
+    EXPECT_EQ(log, (std::vector<std::string>{"killer", "C:3"}));
+    EXPECT_EQ(signal.numConnections(), 2);
+}
+
+TEST(Signal, DestroyingAClientRemovesItsConnectionsFromEverySignal)
+{
+    std::vector<std::string> log;
+    Signal1Arg<int> ints;
+    SignalVoid plain;
+    Signal3Args<const char*, void*, int> triple;
+    auto keeper = std::make_unique<Recorder>(&log, "keep");
+    ints.addCallback(keeper.get(), &Recorder::onInt, *keeper);
+    {
+        Recorder gone(&log, "gone");
+        ints.addCallback(&gone, &Recorder::onInt, gone);
+        ints.addCallback(&gone, &Recorder::onInt, gone);
+        plain.addCallback(&gone, &Recorder::onVoid, gone);
+        triple.addCallback(+[](const char*, void*, int) {}, gone);
+        EXPECT_EQ(ints.numConnections(), 3);
+        EXPECT_EQ(plain.numConnections(), 1);
+        EXPECT_EQ(triple.numConnections(), 1);
+        EXPECT_EQ(gone.numConnections(), 4); // one companion per connection made with it
+    }
+    EXPECT_EQ(ints.numConnections(), 1);
+    EXPECT_FALSE(plain.isConnected());
+    EXPECT_FALSE(triple.isConnected());
+    ints.emit(5);
+    plain.emit();
+    EXPECT_EQ(log, (std::vector<std::string>{"keep:5"}));
+
+    // Disconnecting by handle also removes the companion from the client.
+    void* handle = ints.addCallback(keeper.get(), &Recorder::onInt, *keeper);
+    EXPECT_EQ(keeper->numConnections(), 2);
+    ints.disconnect(handle);
+    EXPECT_EQ(keeper->numConnections(), 1);
+}
+
+TEST(Signal, ASignalThatGoesFirstLeavesItsClientsClean)
+{
+    std::vector<std::string> log;
+    Recorder client(&log, "c");
+    {
+        Signal1Arg<int> a;
+        SignalVoid b;
+        a.addCallback(&client, &Recorder::onInt, client);
+        b.addCallback(&client, &Recorder::onVoid, client);
+        EXPECT_EQ(client.numConnections(), 2);
+    }
+    EXPECT_EQ(client.numConnections(), 0);
+    // The client's own end must not reach the signals that are gone (ASan would tell).
+}
+
+namespace {
+
+struct SelfDestroyer : qvRTB::FunctionBase {
+    SignalVoid** owner;
+    int* calls;
+    SelfDestroyer(SignalVoid** o, int* c) : owner(o), calls(c) {}
+    void operator()() override
+    {
+        ++*calls;
+        delete *owner;
+        *owner = nullptr;
+    }
+};
+
+} // namespace
+
+TEST(Signal, ASignalDestroyedByItsOwnCallbackEndsTheEmissionSafely)
+{
+    int calls = 0, later = 0;
+    auto* signal = new SignalVoid;
+    signal->addCallback(new SelfDestroyer(&signal, &calls)); // called second
+    struct Count : qvRTB::FunctionBase {
+        int* n;
+        explicit Count(int* c) : n(c) {}
+        void operator()() override { ++*n; }
+    };
+    signal->addCallback(new SelfDestroyer(&signal, &calls));
+    signal->addCallback(new Count(&later));
+    signal->emit();
+    EXPECT_EQ(later, 1);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(signal, nullptr);
+}
+
+namespace {
+
+std::vector<std::string> pointerLog;
+void observePointer(const char* type, void* pointer, int count)
+{
+    pointerLog.push_back(std::string(type) + (pointer ? "+" : "0") + std::to_string(count));
+}
+
+} // namespace
+
+TEST(Signal, PointerLifetimeSignalsAreDistinctProcessWideSignals)
+{
+    pointerLog.clear();
+    qvUtil::PointerSignal* all[] = {&qvUtil::getPointerInitSignal(),
+                                    &qvUtil::getPointerAcquireSignal(),
+                                    &qvUtil::getPointerReleaseSignal(),
+                                    &qvUtil::getPointerDeleteSignal()};
+    for (int i = 0; i < 4; ++i)
+        for (int j = i + 1; j < 4; ++j)
+            EXPECT_NE(all[i], all[j]);
+    EXPECT_EQ(&qvUtil::getPointerAcquireSignal(), all[1]);
+
+    int object = 0;
+    {
+        SignalClient observer;
+        qvUtil::getPointerAcquireSignal().addCallback(&observePointer, observer);
+        qvUtil::getPointerAcquireSignal().emit("Mesh", &object, 2);
+        qvUtil::getPointerReleaseSignal().emit("Mesh", &object, 1);
+    }
+    qvUtil::getPointerAcquireSignal().emit("Mesh", &object, 3);
+    EXPECT_EQ(pointerLog, (std::vector<std::string>{"Mesh+2"}));
+    EXPECT_FALSE(qvUtil::getPointerAcquireSignal().isConnected());
+}

@@ -1,0 +1,276 @@
+#include "qvThreadCondition.h"
+#include "qvThreadMutex.h"
+#include "qvThreadThread.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+using qvThread::Condition;
+using qvThread::MutexOp;
+using qvThread::RWLock;
+using qvThread::Thread;
+using qvUtil::Interval;
+
+namespace {
+
+// Kernel objects under Wine cost a trip to the Wine server per operation, so the Windows build
+// runs fewer rounds; the thread sanitizer slows every hand-over about tenfold, so its build
+// passes fewer items through the queue.
+#if defined(_WIN32)
+constexpr long rwSections = 6000;
+constexpr long queueItems = 30000;
+constexpr long roundTrips = 3000;
+#elif defined(__SANITIZE_THREAD__)
+constexpr long rwSections = 1000000;
+constexpr long queueItems = 2000000;
+constexpr long roundTrips = 30000;
+#else
+constexpr long rwSections = 1000000;
+constexpr long queueItems = 10000000;
+constexpr long roundTrips = 100000;
+#endif
+
+constexpr int rwThreads = 8;
+constexpr int cells = 16;
+
+struct Shared {
+    RWLock lock;
+    std::int64_t values[cells] = {};
+    std::int64_t writes = 0;
+    long badReads[rwThreads] = {};
+    long reads[rwThreads] = {};
+    long writesDone[rwThreads] = {};
+};
+
+struct Worker {
+    Shared* shared;
+    int index;
+};
+
+// Every fourth section writes: all cells go up by one together. Readers check that they never
+// see a write half done.
+void mixedSections(void* p)
+{
+    auto* w = static_cast<Worker*>(p);
+    Shared& s = *w->shared;
+    std::uint32_t random = 12345u + static_cast<std::uint32_t>(w->index);
+    for (long i = 0; i < rwSections / rwThreads; ++i) {
+        random = random * 1664525u + 1013904223u;
+        if ((random >> 16) % 4 == 0) {
+            s.lock.writeLock();
+            for (std::int64_t& v : s.values)
+                ++v;
+            ++s.writes;
+            s.lock.writeUnlock();
+            ++s.writesDone[w->index];
+        } else {
+            s.lock.readLock();
+            std::int64_t first = s.values[0];
+            for (std::int64_t v : s.values)
+                if (v != first)
+                    ++s.badReads[w->index];
+            s.lock.readUnlock();
+            ++s.reads[w->index];
+        }
+    }
+}
+
+} // namespace
+
+TEST(ThreadStress, MixedReadAndWriteSectionsKeepTheSharedStateWhole)
+{
+    Shared shared;
+    std::vector<Worker> workers;
+    std::vector<Thread> threads;
+    for (int i = 0; i < rwThreads; ++i)
+        workers.push_back({&shared, i});
+    for (int i = 0; i < rwThreads; ++i)
+        threads.emplace_back(&mixedSections, &workers[i]);
+    for (Thread& t : threads)
+        ASSERT_FALSE(t.start());
+    for (Thread& t : threads)
+        ASSERT_FALSE(t.wait());
+
+    long reads = 0, writes = 0, bad = 0;
+    for (int i = 0; i < rwThreads; ++i) {
+        reads += shared.reads[i];
+        writes += shared.writesDone[i];
+        bad += shared.badReads[i];
+    }
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(reads + writes, rwSections);
+    EXPECT_EQ(shared.writes, writes);
+    for (std::int64_t v : shared.values)
+        EXPECT_EQ(v, writes);
+    EXPECT_EQ(shared.lock.numberOfReaders(), 0);
+    EXPECT_FALSE(shared.lock.hasWriter());
+}
+
+namespace {
+
+// A bounded queue on one Condition: producers wait while it is full, consumers while it is
+// empty. Only the changes that end a wait (empty to one item, full to one free slot) wake the
+// other side, and they wake all of it: producers and consumers share the one condition.
+struct Queue {
+    Condition condition;
+    std::vector<std::uint32_t> ring = std::vector<std::uint32_t>(4096);
+    std::size_t head = 0, count = 0;
+    int waitingProducers = 0, waitingConsumers = 0;
+    int producersLeft = 0;
+
+    void push(std::uint32_t value)
+    {
+        MutexOp op(condition.getMutex(), true);
+        op.lock();
+        while (count == ring.size()) {
+            ++waitingProducers;
+            condition.wait(Interval());
+            --waitingProducers;
+        }
+        ring[(head + count) % ring.size()] = value;
+        ++count;
+        if (count == 1 && waitingConsumers > 0)
+            condition.broadcast();
+    }
+
+    // False once the queue is empty and every producer has finished.
+    bool pop(std::uint32_t& value)
+    {
+        MutexOp op(condition.getMutex(), true);
+        op.lock();
+        while (count == 0) {
+            if (producersLeft == 0)
+                return false;
+            ++waitingConsumers;
+            condition.wait(Interval());
+            --waitingConsumers;
+        }
+        value = ring[head];
+        head = (head + 1) % ring.size();
+        --count;
+        if (count == ring.size() - 1 && waitingProducers > 0)
+            condition.broadcast();
+        return true;
+    }
+
+    void producerDone()
+    {
+        MutexOp op(condition.getMutex(), true);
+        op.lock();
+        --producersLeft;
+        condition.broadcast();
+    }
+};
+
+constexpr int producers = 2;
+constexpr int consumers = 2;
+
+struct Producer {
+    Queue* queue;
+    std::uint32_t first;
+};
+
+struct Consumer {
+    Queue* queue;
+    std::uint64_t count = 0;
+    std::uint64_t sum = 0;
+};
+
+void produce(void* p)
+{
+    auto* pr = static_cast<Producer*>(p);
+    for (long i = 0; i < queueItems / producers; ++i)
+        pr->queue->push(pr->first + static_cast<std::uint32_t>(i));
+    pr->queue->producerDone();
+}
+
+void consume(void* p)
+{
+    auto* c = static_cast<Consumer*>(p);
+    std::uint32_t value;
+    while (c->queue->pop(value)) {
+        ++c->count;
+        c->sum += value;
+    }
+}
+
+} // namespace
+
+TEST(ThreadStress, AQueueOnAConditionPassesEveryItemExactlyOnce)
+{
+    Queue queue;
+    queue.producersLeft = producers;
+    std::vector<Producer> made;
+    std::vector<Consumer> taken(consumers);
+    std::vector<Thread> threads;
+    const std::uint32_t perProducer = static_cast<std::uint32_t>(queueItems / producers);
+    for (int i = 0; i < producers; ++i)
+        made.push_back({&queue, static_cast<std::uint32_t>(i) * perProducer});
+    for (int i = 0; i < producers; ++i)
+        threads.emplace_back(&produce, &made[i]);
+    for (Consumer& c : taken) {
+        c.queue = &queue;
+        threads.emplace_back(&consume, &c);
+    }
+    for (Thread& t : threads)
+        ASSERT_FALSE(t.start());
+    for (Thread& t : threads)
+        ASSERT_FALSE(t.wait());
+
+    std::uint64_t count = 0, sum = 0;
+    for (const Consumer& c : taken) {
+        count += c.count;
+        sum += c.sum;
+    }
+    const std::uint64_t n = static_cast<std::uint64_t>(perProducer) * producers;
+    EXPECT_EQ(count, n);
+    EXPECT_EQ(sum, n * (n - 1) / 2); // the values 0 .. n-1, each once
+    EXPECT_EQ(queue.count, 0u);
+}
+
+namespace {
+
+struct PingPong {
+    Condition condition;
+    int turn = 0;
+    long trips = 0;
+};
+
+void answer(void* p)
+{
+    auto* pp = static_cast<PingPong*>(p);
+    MutexOp op(pp->condition.getMutex(), true);
+    op.lock();
+    for (long i = 0; i < roundTrips; ++i) {
+        while (pp->turn != 1)
+            pp->condition.wait(Interval());
+        pp->turn = 0;
+        ++pp->trips;
+        pp->condition.signal();
+    }
+}
+
+} // namespace
+
+// The signaller waits on the same condition right after signalling: the wake-up must reach the
+// thread that was already waiting, or both sleep for ever.
+TEST(ThreadStress, ASignalReachesTheThreadAlreadyWaitingNotTheSignallersNextWait)
+{
+    PingPong pp;
+    Thread partner(&answer, &pp);
+    ASSERT_FALSE(partner.start());
+    {
+        MutexOp op(pp.condition.getMutex(), true);
+        op.lock();
+        for (long i = 0; i < roundTrips; ++i) {
+            pp.turn = 1;
+            pp.condition.signal();
+            while (pp.turn != 0)
+                pp.condition.wait(Interval());
+        }
+    }
+    ASSERT_FALSE(partner.wait());
+    EXPECT_EQ(pp.trips, roundTrips);
+}

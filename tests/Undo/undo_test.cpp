@@ -1,0 +1,306 @@
+#include "qvUndoManager.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <vector>
+
+using qvUndo::Command;
+using qvUndo::Group;
+using qvUndo::Manager;
+using qvUndo::ManagerImpl;
+
+namespace {
+
+// A host's document and the one kind of edit its commands make: set a cell, remembering the
+// value it replaces. The edit is applied when the command is recorded, as hosts do.
+using Document = std::vector<int>;
+
+class SetCell : public Command {
+public:
+    SetCell(Group* group, Document& d, std::size_t i, int value, int bytes = 1024,
+            const char* name = "set")
+        : Command(group, name), doc(d), index(i), before(d[i]), after(value), size(bytes)
+    {
+        doc[index] = after;
+    }
+    bool doCommand() override
+    {
+        doc[index] = after;
+        return !failDo;
+    }
+    bool undoCommand() override
+    {
+        doc[index] = before;
+        return !failUndo;
+    }
+    int getNumBytesUsed() override { return size; }
+    void commit() override { ++commits; }
+
+    static int commits;
+    bool failDo = false, failUndo = false;
+
+private:
+    Document& doc;
+    std::size_t index;
+    int before, after, size;
+};
+
+int SetCell::commits = 0;
+
+} // namespace
+
+TEST(Undo, DoesUndoesAndRedoesStepsInOrder)
+{
+    Document doc(4, 0);
+    ManagerImpl m;
+    EXPECT_EQ(m.getMaxBytes(), 10000000);
+    EXPECT_EQ(m.getMaxGroups(), 0);
+    EXPECT_TRUE(m.undoIt()); // nothing to undo: true, nothing changes
+    EXPECT_TRUE(m.doIt());
+
+    Group* a = m.newGroup("a", false);
+    auto* first = new SetCell(a, doc, 0, 1);
+    new SetCell(a, doc, 1, 2);
+    auto* third = new SetCell(nullptr, doc, 2, 3);
+    EXPECT_EQ(third->getID(), 0); // not numbered until it joins
+    a->addCommand(third);
+    a->addCommand(nullptr);
+    EXPECT_EQ(first->getID(), 1);
+    EXPECT_EQ(third->getID(), 3);
+    EXPECT_EQ(a->numCommands(), 3);
+    EXPECT_EQ(a->getCommand(2), third);
+    EXPECT_EQ(a->getCommand(3), nullptr);
+    EXPECT_EQ(a->getCommand(-1), nullptr);
+    EXPECT_EQ(a->numBytes(), 3 * 1024);
+    EXPECT_TRUE(a->isDiscardable());
+
+    Group* b = m.newGroup("b", false);
+    new SetCell(b, doc, 0, 9);
+    EXPECT_NE(a->getID(), b->getID());
+    EXPECT_EQ(m.findGroup(b->getID()), b);
+    EXPECT_EQ(m.getGroup(0), a);
+    EXPECT_EQ(m.getGroup(-1), b);
+    EXPECT_EQ(m.getGroup(-2), a);
+    EXPECT_EQ(m.getGroup(2), nullptr);
+    EXPECT_EQ(m.getGroup(-3), nullptr);
+    EXPECT_EQ(m.currentGroup(), nullptr);
+
+    EXPECT_TRUE(m.undoIt());
+    EXPECT_EQ(doc, (Document{1, 2, 3, 0}));
+    EXPECT_EQ(m.currentGroup(), b);
+    EXPECT_TRUE(m.undoIt());
+    EXPECT_EQ(doc, (Document{0, 0, 0, 0}));
+    EXPECT_FALSE(m.canUndo());
+    EXPECT_TRUE(m.canDoIt());
+    EXPECT_TRUE(m.doIt());
+    EXPECT_EQ(doc, (Document{1, 2, 3, 0}));
+    EXPECT_TRUE(a->hasBeenDone() && a->hasBeenUndone() && a->lastWasDoIt());
+
+    // A new group drops the undone one after the current position.
+    int commitsBefore = SetCell::commits;
+    Group* c = m.newGroup("c", false);
+    EXPECT_EQ(SetCell::commits, commitsBefore + 1); // b's command left for good
+    EXPECT_EQ(m.numGroups(false), 2);
+    EXPECT_EQ(m.getGroup(-1), c);
+}
+
+TEST(Undo, AssociatedAndEmptyGroupsFormSteps)
+{
+    Document doc(4, 0);
+    ManagerImpl m;
+    Group* a = m.newGroup("a", false);
+    new SetCell(a, doc, 0, 1);
+    Group* dyn = m.newGroup("dynamic", true); // joins the step before it
+    new SetCell(dyn, doc, 1, 2);
+    m.newGroup("empty", false);
+    Group* b = m.newGroup("b", false);
+    new SetCell(b, doc, 2, 3);
+    Group* c = m.newGroup("c", false);
+    new SetCell(c, doc, 3, 4);
+    EXPECT_EQ(m.numGroups(false), 5);
+    EXPECT_EQ(m.numGroups(true), 4);
+
+    m.associateGroups(b->getID(), c->getID());
+    EXPECT_FALSE(b->isAssociated());
+    EXPECT_TRUE(c->isAssociated());
+    EXPECT_EQ(m.numGroups(true), 3);
+
+    EXPECT_TRUE(m.undoIt()); // b and c together
+    EXPECT_EQ(doc, (Document{1, 2, 0, 0}));
+    EXPECT_TRUE(m.undoIt()); // the empty step is passed over: a and its dynamic group
+    EXPECT_EQ(doc, (Document{0, 0, 0, 0}));
+    EXPECT_FALSE(m.canUndo());
+    EXPECT_TRUE(m.doIt());
+    EXPECT_EQ(doc, (Document{1, 2, 0, 0}));
+    EXPECT_TRUE(m.doIt()); // over the empty step to b and c
+    EXPECT_EQ(doc, (Document{1, 2, 3, 4}));
+    EXPECT_FALSE(m.canDoIt());
+
+    // A queue of nothing but empty steps is passed over to the end without recursion limits.
+    ManagerImpl empties;
+    for (int i = 0; i < 20000; ++i)
+        empties.newGroup("e", false);
+    EXPECT_TRUE(empties.undoIt());
+    EXPECT_FALSE(empties.canUndo());
+    EXPECT_TRUE(empties.doIt());
+    EXPECT_FALSE(empties.canDoIt());
+}
+
+TEST(Undo, LimitsDeleteTheOldestDiscardableSteps)
+{
+    Document doc(8, 0);
+    ManagerImpl m;
+    m.setMaxGroups(3);
+    std::vector<Group*> made;
+    for (int i = 0; i < 3; ++i) {
+        made.push_back(m.newGroup("g", false));
+        new SetCell(made.back(), doc, static_cast<std::size_t>(i), i + 1);
+    }
+    EXPECT_EQ(m.numGroups(true), 3);
+    Group* fourth = m.newGroup("g", false);
+    EXPECT_EQ(m.numGroups(true), 3);
+    EXPECT_EQ(m.getGroup(0), made[1]);
+    EXPECT_EQ(m.getGroup(-1), fourth);
+
+    // An oldest group that may not be discarded stops the limit.
+    made[1]->setDiscardable(false);
+    m.newGroup("g", false);
+    EXPECT_EQ(m.numGroups(true), 4);
+
+    // The byte budget applies at once when it is set, and counts whole steps.
+    ManagerImpl bytes;
+    for (int i = 0; i < 10; ++i) {
+        Group* g = bytes.newGroup("g", i % 2 == 1); // pairs: a group and its dynamic follower
+        new SetCell(g, doc, 0, i, 100);
+    }
+    bytes.setMaxBytes(450);
+    EXPECT_EQ(bytes.numGroups(false), 4);
+    EXPECT_EQ(bytes.numGroups(true), 2);
+    EXPECT_FALSE(bytes.getGroup(0)->isAssociated());
+
+    // A negative group limit stops recording.
+    bytes.setMaxGroups(-1);
+    EXPECT_EQ(bytes.newGroup("off", false), nullptr);
+}
+
+TEST(Undo, AFailedReplayOrADestroyedPointerClearsTheHistory)
+{
+    Document doc(2, 0);
+    ManagerImpl m;
+    Group* a = m.newGroup("a", false);
+    new SetCell(a, doc, 0, 1);
+    Group* b = m.newGroup("b", false);
+    auto* bad = new SetCell(b, doc, 1, 2);
+    bad->failUndo = true;
+    EXPECT_FALSE(m.undoIt());
+    EXPECT_EQ(m.numGroups(false), 0);
+    EXPECT_FALSE(m.canUndo());
+
+    int object = 0;
+    Group* c = m.newGroup("c", false);
+    new SetCell(c, doc, 0, 5);
+    c->declarePointer(&object);
+    c->declarePointer(nullptr);
+    EXPECT_TRUE(c->hasDeclaredPointer(&object));
+    EXPECT_FALSE(c->hasDeclaredPointer(nullptr));
+    m.pointerDestroyed(&doc); // not declared: no effect
+    EXPECT_TRUE(c->isValid());
+    m.pointerDestroyed(&object);
+    EXPECT_FALSE(c->isValid());
+    EXPECT_FALSE(c->doIt());
+    EXPECT_FALSE(m.undoIt());
+    EXPECT_EQ(m.numGroups(false), 0);
+
+    // An invalid last group is pruned by the next new group.
+    Group* d = m.newGroup("d", false);
+    new SetCell(d, doc, 0, 6);
+    d->stateInvalid();
+    int invalidId = d->getID();
+    Group* e = m.newGroup("e", false);
+    EXPECT_EQ(m.numGroups(false), 1);
+    EXPECT_EQ(m.findGroup(invalidId), nullptr);
+    EXPECT_EQ(m.getGroup(0), e);
+}
+
+TEST(Undo, DeleteLastGroupRemovesOnlyAnEmptyOne)
+{
+    Document doc(1, 0);
+    ManagerImpl m;
+    Group* a = m.newGroup("a", false);
+    new SetCell(a, doc, 0, 1);
+    m.newGroup("empty", false);
+    m.deleteLastGroup();
+    EXPECT_EQ(m.numGroups(false), 1);
+    m.undoIt();
+    m.deleteLastGroup(); // not at the end: nothing happens
+    EXPECT_EQ(m.numGroups(false), 1);
+    m.doIt();
+    m.deleteLastGroup(); // a recorded step takes the history with it
+    EXPECT_EQ(m.numGroups(false), 0);
+
+    // A group deleted by its owner leaves the queue.
+    Group* b = m.newGroup("b", false);
+    Group* c = m.newGroup("c", false);
+    delete b;
+    EXPECT_EQ(m.numGroups(false), 1);
+    EXPECT_EQ(m.getGroup(0), c);
+}
+
+namespace {
+
+struct BusyWatch {
+    std::vector<int> seen;
+    ManagerImpl* manager = nullptr;
+    bool busyDuringCommand = false;
+    Group* groupDuringCommand = nullptr;
+    void onBusy(int value) { seen.push_back(value); }
+};
+
+class Probe : public Command {
+public:
+    Probe(Group* g, BusyWatch* w) : Command(g, "probe"), watch(w) {}
+    bool doCommand() override { return look(); }
+    bool undoCommand() override { return look(); }
+
+private:
+    bool look()
+    {
+        watch->busyDuringCommand = watch->manager->isBusy();
+        watch->groupDuringCommand = watch->manager->newGroup("inner", false);
+        return true;
+    }
+    BusyWatch* watch;
+};
+
+} // namespace
+
+TEST(Undo, TheBusySignalFramesEveryRunAndTheInstalledManagerIsReplaced)
+{
+    BusyWatch watch;
+    auto* m = static_cast<ManagerImpl*>(qvUndo::newManager());
+    ASSERT_NE(m, nullptr);
+    watch.manager = m;
+    m->getBusySignal().addCallback(&watch, &BusyWatch::onBusy);
+    Group* g = m->newGroup("g", false);
+    new Probe(g, &watch);
+    m->undoIt();
+    EXPECT_TRUE(watch.busyDuringCommand);
+    EXPECT_EQ(watch.groupDuringCommand, nullptr); // no new group under a running step
+    EXPECT_EQ(m->numGroups(false), 1);
+    EXPECT_FALSE(m->isBusy());
+    m->doIt();
+    m->doIt(); // at the end: no run, no signal
+    EXPECT_EQ(watch.seen, (std::vector<int>{1, 0, 1, 0}));
+
+    qvUndo::installManager(m);
+    EXPECT_EQ(qvUndo::getInstalledManager(), m);
+    qvUndo::installManager(m); // the same one again stays
+    Manager* other = qvUndo::newManager();
+    qvUndo::installManager(other); // deletes m
+    EXPECT_EQ(qvUndo::getInstalledManager(), other);
+    qvUndo::installManager(nullptr);
+    EXPECT_EQ(qvUndo::getInstalledManager(), nullptr);
+}

@@ -9,4 +9,10 @@
 #include "qvUtilError.h"
 #include "qvUtilInterval.h"
 
+// Strings
+#include "qvStringString.h"
+#include "qvStringCString.h"
+#include "qvStringIString.h"
+#include "qvStringCharClass.h"
+
 #endif

@@ -33,6 +33,10 @@ public:
         return false;
     }
     void useC() { std::setlocale(LC_ALL, "C"); }
+    bool useWindowsWestern()
+    {
+        return std::setlocale(LC_ALL, ".1252") || std::setlocale(LC_ALL, "English_United States.1252");
+    }
 
 private:
     std::string saved;
@@ -155,30 +159,48 @@ TEST(IString, ConvertsMultibyteTextOfTheLocale)
     EXPECT_STREQ(bytes, "\xc3\xa9t");
 }
 
-TEST(IString, MultibyteFormIsRefreshedOnlyAfterAChange)
+TEST(IString, ConvertsASingleByteCodePage)
 {
     LocaleGuard locale;
-    IString s("caf");
-    s.append(static_cast<unsigned short>(0xE9));
+    if (!locale.useWindowsWestern())
+        GTEST_SKIP() << "no Windows western code page in this C runtime";
+    IString s("caf\xe9 \x80");
+    EXPECT_EQ(units(s), (std::vector<unsigned short>{'c', 'a', 'f', 0xE9, ' ', 0x20AC}));
+    EXPECT_STREQ(s.asMultibyte(), "caf\xe9 \x80");
+    EXPECT_EQ(qvString::MBStoWCS("\xe9t\xe9", 3, nullptr, 0), 3u);
+}
+
+TEST(IString, MultibyteFormIsRefreshedOnlyAfterAChange)
+{
+    // The euro sign has no form in the C locale of either runtime, but has one in UTF-8 and in
+    // the Windows western code page.
+    LocaleGuard locale;
     locale.useC();
-    unsigned short e = 0xE9;
-    if (qvString::WCStoMBS(&e, 1, nullptr, 0) != 0)
-        GTEST_SKIP() << "this C locale converts characters above 0x7F";
-    // The C locale cannot convert the text: the (empty) form stays and is now current.
+    const unsigned short euro = 0x20AC;
+    if (qvString::WCStoMBS(&euro, 1, nullptr, 0) != 0)
+        GTEST_SKIP() << "this C locale converts the euro sign";
+    IString s("ok");
+    s.append(euro);
+    // Not convertible: the (empty) form stays, and is now current.
     EXPECT_STREQ(s.asMultibyte(), "");
-    if (!locale.useUtf8())
-        GTEST_SKIP() << "no UTF-8 locale in this C runtime";
+    if (!locale.useUtf8() && !locale.useWindowsWestern())
+        GTEST_SKIP() << "no locale with a euro sign in this C runtime";
+    char bytes[8] = {};
+    ASSERT_GT(qvString::WCStoMBS(&euro, 1, bytes, sizeof bytes), 0u);
+    const std::string euroBytes(bytes);
+
     // Unchanged text: no second conversion, though the locale could now convert it.
     EXPECT_STREQ(s.asMultibyte(), "");
     // Any change, even through element access, brings a new conversion.
-    s[0] = 'C';
-    EXPECT_STREQ(s.asMultibyte(), "Caf\xc3\xa9");
+    s[0] = 'O';
+    EXPECT_EQ(std::string(s.asMultibyte()), "Ok" + euroBytes);
+    EXPECT_EQ(s.asMultibyteStoreSize(), 3 + euroBytes.size());
     s.append(static_cast<unsigned short>('!'));
-    EXPECT_STREQ(s.asMultibyte(), "Caf\xc3\xa9!");
-    s.erase(0, 3);
-    EXPECT_STREQ(s.asMultibyte(), "\xc3\xa9!");
+    EXPECT_EQ(std::string(s.asMultibyte()), "Ok" + euroBytes + "!");
+    s.erase(0, 1);
+    EXPECT_EQ(std::string(s.asMultibyte()), "k" + euroBytes + "!");
     s.toUpperCase();
-    EXPECT_STREQ(s.asMultibyte(), "\xc3\x89!");
+    EXPECT_EQ(std::string(s.asMultibyte()), "K" + euroBytes + "!");
     s.erase(0, npos);
     EXPECT_STREQ(s.asMultibyte(), "");
     IString copy(IString("x"));

@@ -11,6 +11,9 @@
 
 namespace qvString {
 
+// Defined here so that code outside the library can take its address.
+const unsigned int CString::npos;
+
 namespace {
 
 char lowerChar(char c) { return toLower(c); }

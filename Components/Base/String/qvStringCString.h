@@ -17,7 +17,7 @@ namespace qvString {
 // check its position.
 class QV_BASE_API CString : public String {
 public:
-    static constexpr unsigned int npos = 0xFFFFFFFFu;
+    static const unsigned int npos = 0xFFFFFFFFu;
 
     CString() : rep(new std::string) {}
     // A null s gives an empty string.

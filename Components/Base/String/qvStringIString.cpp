@@ -13,6 +13,9 @@
 
 namespace qvString {
 
+// Defined here so that code outside the library can take its address.
+const unsigned int IString::npos;
+
 namespace internal {
 
 // The wide text, and its multibyte form as last converted.

@@ -18,7 +18,7 @@ struct IStringRep;
 // current C locale. The multibyte form is cached and converted again only after a change.
 class QV_BASE_API IString : public String {
 public:
-    static constexpr unsigned int npos = 0xFFFFFFFFu;
+    static const unsigned int npos = 0xFFFFFFFFu;
 
     IString();
     // Up to the first 0 unit; a null s gives an empty string.

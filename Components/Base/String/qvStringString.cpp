@@ -2,6 +2,9 @@
 
 namespace qvString {
 
+// Defined here so that code outside the library can take its address.
+const unsigned int String::npos;
+
 String::~String() = default;
 
 bool String::doBoundsCheck(int pos) const

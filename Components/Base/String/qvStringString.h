@@ -9,7 +9,7 @@ namespace qvString {
 // values; npos stands for "no position" (a failed search, or "to the end").
 class QV_BASE_API String {
 public:
-    static constexpr unsigned int npos = 0xFFFFFFFFu;
+    static const unsigned int npos = 0xFFFFFFFFu;
 
     virtual ~String();
 

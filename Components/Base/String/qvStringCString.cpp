@@ -3,6 +3,7 @@
 #include "qvStringCharClass.h"
 #include "qvUtilError.h"
 #include "internal/qvStringAlgorithms.h"
+#include "internal/qvStringRepPool.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -29,9 +30,47 @@ std::string lowered(const std::string& text)
 
 } // namespace
 
+namespace {
+
+// A sequence from the pool, filled by fill; given back if filling fails.
+template <class Fill>
+std::string* makeRep(Fill fill)
+{
+    std::string* rep = internal::acquireNarrowRep();
+    try {
+        fill(*rep);
+    } catch (...) {
+        internal::releaseNarrowRep(rep);
+        throw;
+    }
+    return rep;
+}
+
+} // namespace
+
+CString::CString() : rep(internal::acquireNarrowRep()) {}
+
+CString::CString(const char* s) : rep(makeRep([s](std::string& r) {
+    if (s)
+        r.assign(s);
+})) {}
+
+CString::CString(char c) : rep(makeRep([c](std::string& r) { r.assign(1, c); })) {}
+
+CString::CString(unsigned int n, char c)
+    : rep(makeRep([n, c](std::string& r) { r.assign(n, c); })) {}
+
+CString::CString(const CString& other)
+    : String(other), rep(makeRep([&other](std::string& r) { r.assign(*other.rep); })) {}
+
+CString::CString(CString&& other) : String(other), rep(internal::acquireNarrowRep())
+{
+    rep->swap(*other.rep);
+}
+
 CString::~CString()
 {
-    delete rep;
+    internal::releaseNarrowRep(rep);
 }
 
 unsigned int CString::reserve(unsigned int n)
@@ -175,7 +214,7 @@ unsigned int CString::find(const char* s, unsigned int pos) const
 
 unsigned int CString::find(char c, unsigned int pos) const
 {
-    return internal::findIn(*rep, &c, 1, pos);
+    return internal::findUnit(*rep, c, pos);
 }
 
 unsigned int CString::find(bool (*pred)(char), unsigned int pos) const
@@ -195,7 +234,7 @@ unsigned int CString::rfind(const char* s, unsigned int pos) const
 
 unsigned int CString::rfind(char c, unsigned int pos) const
 {
-    return internal::rfindIn(*rep, &c, 1, pos);
+    return internal::rfindUnit(*rep, c, pos);
 }
 
 unsigned int CString::rfind(bool (*pred)(char), unsigned int pos) const
@@ -205,7 +244,10 @@ unsigned int CString::rfind(bool (*pred)(char), unsigned int pos) const
 
 CString CString::substr(unsigned int pos, unsigned int count) const
 {
-    return CString(rep->substr(pos, count), Adopt());
+    // assign checks pos as substr would, with the standard out-of-range exception.
+    const std::string& text = *rep;
+    return CString(makeRep([&text, pos, count](std::string& r) { r.assign(text, pos, count); }),
+                   Adopt());
 }
 
 int CString::compareNoCase(const CString& s) const
@@ -310,10 +352,11 @@ bool operator>=(const CString& a, const CString& b) { return a.compare(b) >= 0; 
 
 CString operator+(const CString& a, const CString& b)
 {
-    std::string text;
-    text.reserve(a.rep->size() + b.rep->size());
-    text.append(*a.rep).append(*b.rep);
-    return CString(std::move(text), CString::Adopt());
+    return CString(makeRep([&a, &b](std::string& r) {
+                       r.reserve(a.rep->size() + b.rep->size());
+                       r.append(*a.rep).append(*b.rep);
+                   }),
+                   CString::Adopt());
 }
 
 CString& operator+=(CString& a, const CString& b)

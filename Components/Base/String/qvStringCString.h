@@ -19,14 +19,14 @@ class QV_BASE_API CString : public String {
 public:
     static const unsigned int npos = 0xFFFFFFFFu;
 
-    CString() : rep(new std::string) {}
+    CString();
     // A null s gives an empty string.
-    CString(const char* s) : rep(s ? new std::string(s) : new std::string) {}
-    CString(char c) : rep(new std::string(1, c)) {}
-    CString(unsigned int n, char c) : rep(new std::string(n, c)) {}
-    CString(const CString& other) : String(other), rep(new std::string(*other.rep)) {}
+    CString(const char* s);
+    CString(char c);
+    CString(unsigned int n, char c);
+    CString(const CString& other);
     // Takes the other's text; the other is left empty but usable.
-    CString(CString&& other) : String(other), rep(new std::string(std::move(*other.rep))) {}
+    CString(CString&& other);
     ~CString() override;
 
     // Size and storage.
@@ -150,7 +150,7 @@ public:
 
 private:
     struct Adopt {};
-    CString(std::string&& text, Adopt) : rep(new std::string(std::move(text))) {}
+    CString(std::string* adopted, Adopt) : rep(adopted) {}
     unsigned int formatList(unsigned int initialSize, const char* fmt, va_list args);
 
     friend QV_BASE_API CString operator+(const CString& a, const CString& b);

@@ -341,7 +341,7 @@ unsigned int IString::find(const unsigned short* s, unsigned int pos) const
 
 unsigned int IString::find(unsigned short c, unsigned int pos) const
 {
-    return internal::findIn(rep->wide, &c, 1, pos);
+    return internal::findUnit(rep->wide, c, pos);
 }
 
 unsigned int IString::find(bool (*pred)(unsigned short), unsigned int pos) const
@@ -361,7 +361,7 @@ unsigned int IString::rfind(const unsigned short* s, unsigned int pos) const
 
 unsigned int IString::rfind(unsigned short c, unsigned int pos) const
 {
-    return internal::rfindIn(rep->wide, &c, 1, pos);
+    return internal::rfindUnit(rep->wide, c, pos);
 }
 
 unsigned int IString::rfind(bool (*pred)(unsigned short), unsigned int pos) const

@@ -44,6 +44,23 @@ unsigned int rfindIn(const Seq& text, const typename Seq::value_type* pattern,
     return toPosition<Seq>(text.rfind(pattern, start, patternLength));
 }
 
+// The same rules for a one-unit pattern, which reduce to "pos is inside the text".
+template <class Seq>
+unsigned int findUnit(const Seq& text, typename Seq::value_type unit, unsigned int pos)
+{
+    if (pos >= text.size())
+        return npos;
+    return toPosition<Seq>(text.find(unit, pos));
+}
+
+template <class Seq>
+unsigned int rfindUnit(const Seq& text, typename Seq::value_type unit, unsigned int pos)
+{
+    if (text.empty())
+        return npos;
+    return toPosition<Seq>(text.rfind(unit, pos));
+}
+
 template <class Seq, class Pred>
 unsigned int findIf(const Seq& text, Pred pred, unsigned int pos)
 {

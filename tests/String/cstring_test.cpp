@@ -181,6 +181,7 @@ TEST(CString, CompareOrdersBytesAsUnsigned)
     EXPECT_EQ(CString("Zeta").compareNoCase("alpha"), 1);
     EXPECT_EQ(CString("Zeta").compare("alpha"), -1);
     EXPECT_EQ(CString("ab").compareNoCase("ABC"), -1);
+    EXPECT_EQ(CString("\xe9").compareNoCase("A"), 1);
 
     EXPECT_LT(CString("abc").collate("abd"), 0);
     EXPECT_EQ(CString("ABC").collateNoCase("abc"), 0);

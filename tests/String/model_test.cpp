@@ -266,22 +266,23 @@ private:
 
 } // namespace
 
-TEST(StringModel, NarrowStringFollowsTheModelOverRandomOperations)
+template <class T>
+void runSeeds()
 {
     for (unsigned seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE(seed);
-        Property<Narrow>(seed).run(400);
-        if (HasFatalFailure())
+        Property<T>(seed).run(400);
+        if (::testing::Test::HasFatalFailure())
             return;
     }
 }
 
+TEST(StringModel, NarrowStringFollowsTheModelOverRandomOperations)
+{
+    runSeeds<Narrow>();
+}
+
 TEST(StringModel, WideStringFollowsTheModelOverRandomOperations)
 {
-    for (unsigned seed = 1; seed <= 60; ++seed) {
-        SCOPED_TRACE(seed);
-        Property<Wide>(seed).run(400);
-        if (HasFatalFailure())
-            return;
-    }
+    runSeeds<Wide>();
 }

@@ -2,6 +2,7 @@
 
 #include "internal/qvStringConvert.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -86,21 +87,33 @@ bool encodeMultibyte(const unsigned short* text, std::size_t length, std::string
 
 } // namespace internal
 
+namespace {
+
+// The common tail of both conversions: the count alone, or the converted text copied into a
+// buffer large enough for it, terminated when there is room.
+template <class Unit, class Seq>
+unsigned int deliver(const Seq& converted, Unit* dst, unsigned int dstCount)
+{
+    unsigned int count = static_cast<unsigned int>(converted.size());
+    if (!dst)
+        return count;
+    if (count > dstCount)
+        return 0;
+    std::copy(converted.begin(), converted.end(), dst);
+    if (count < dstCount)
+        dst[count] = 0;
+    return count;
+}
+
+} // namespace
+
 unsigned int MBStoWCS(const char* src, unsigned int srcCount, unsigned short* dst,
                       unsigned int dstCount)
 {
     internal::WideSeq units;
     if (!src || !internal::decodeMultibyte(src, srcCount, units))
         return 0;
-    unsigned int count = static_cast<unsigned int>(units.size());
-    if (!dst)
-        return count;
-    if (count > dstCount)
-        return 0;
-    internal::UnitTraits::copy(dst, units.data(), count);
-    if (count < dstCount)
-        dst[count] = 0;
-    return count;
+    return deliver(units, dst, dstCount);
 }
 
 unsigned int WCStoMBS(const unsigned short* src, unsigned int srcCount, char* dst,
@@ -109,15 +122,7 @@ unsigned int WCStoMBS(const unsigned short* src, unsigned int srcCount, char* ds
     std::string bytes;
     if (!src || !internal::encodeMultibyte(src, srcCount, bytes))
         return 0;
-    unsigned int count = static_cast<unsigned int>(bytes.size());
-    if (!dst)
-        return count;
-    if (count > dstCount)
-        return 0;
-    std::memcpy(dst, bytes.data(), count);
-    if (count < dstCount)
-        dst[count] = '\0';
-    return count;
+    return deliver(bytes, dst, dstCount);
 }
 
 } // namespace qvString

@@ -40,8 +40,8 @@ public:
     const char* asChar() const { return rep->c_str(); }
     const char* asMultibyte() const { return rep->c_str(); }
     // length() + 1: the bytes of the text with its terminator.
-    unsigned int asCharStoreSize() const { return length() + 1; }
-    unsigned int asMultibyteStoreSize() const { return length() + 1; }
+    unsigned int asCharStoreSize() const { return static_cast<unsigned int>(rep->size()) + 1; }
+    unsigned int asMultibyteStoreSize() const { return asCharStoreSize(); }
     // A copy of the text and its terminator in a block from malloc; the caller frees it.
     char* copyAsChar() const;
     char* copyAsMultibyte() const { return copyAsChar(); }
@@ -61,6 +61,7 @@ public:
             *rep = *other.rep;
         return *this;
     }
+    // Takes the other's text; the other receives this string's previous text.
     CString& operator=(CString&& other)
     {
         rep->swap(*other.rep);

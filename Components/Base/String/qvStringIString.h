@@ -68,6 +68,7 @@ public:
 
     // Assignment and growth.
     IString& operator=(const IString& other);
+    // Takes the other's text; the other receives this string's previous text.
     IString& operator=(IString&& other);
     IString& assign(const IString& s);
     IString& assign(const unsigned short* s);

@@ -10,6 +10,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 using qvString::CString;
 using qvString::IString;
@@ -129,15 +130,18 @@ private:
             s.append(static_cast<Unit>(c));
         return s;
     }
-    static std::basic_string<Unit> raw(const Model& p)
+    // The piece as a terminated array of units.
+    static std::vector<Unit> raw(const Model& p)
     {
-        std::basic_string<Unit> r;
-        for (auto c : p)
-            r.push_back(static_cast<Unit>(c));
+        std::vector<Unit> r(p.begin(), p.end());
+        r.push_back(0);
         return r;
     }
-    // Positions a little past the end too, and counts up to npos.
-    unsigned position(const Model& m) { return pick(static_cast<unsigned>(m.size()) + 3); }
+    // Positions a little past the end and npos too, and counts up to npos.
+    unsigned position(const Model& m)
+    {
+        return pick(16) == 0 ? npos : pick(static_cast<unsigned>(m.size()) + 3);
+    }
     unsigned count() { return pick(8) == 0 ? npos : pick(12); }
 
     // Runs op on the string and the model; a position past the end must throw on both and
@@ -163,19 +167,19 @@ private:
         unsigned n = count();
         switch (pick(14)) {
         case 0:
-            (pick(2) ? s.append(ps) : s.append(rp.c_str())), m += p;
+            (pick(2) ? s.append(ps) : s.append(rp.data())), m += p;
             break;
         case 1:
             s.append(u), m.push_back(u);
             break;
         case 2:
-            (pick(2) ? s.prepend(ps) : s.prepend(rp.c_str())), m.insert(0, p);
+            (pick(2) ? s.prepend(ps) : s.prepend(rp.data())), m.insert(0, p);
             break;
         case 3:
             s.prepend(u), m.insert(m.begin(), u);
             break;
         case 4:
-            checked(pos, m, [&] { pick(2) ? s.insert(pos, ps) : s.insert(pos, rp.c_str()); },
+            checked(pos, m, [&] { pick(2) ? s.insert(pos, ps) : s.insert(pos, rp.data()); },
                     [&] { m.insert(pos, p); });
             break;
         case 5:
@@ -218,10 +222,10 @@ private:
         case 10: {
             unsigned from = pick(4) == 0 ? npos : pos;
             EXPECT_EQ(s.find(ps, from), refFind(m, p, from));
-            EXPECT_EQ(s.find(rp.c_str(), from), refFind(m, p, from));
+            EXPECT_EQ(s.find(rp.data(), from), refFind(m, p, from));
             EXPECT_EQ(s.find(u, from), refFind(m, Model(1, u), from));
             EXPECT_EQ(s.rfind(ps, from), refRfind(m, p, from));
-            EXPECT_EQ(s.rfind(rp.c_str(), from), refRfind(m, p, from));
+            EXPECT_EQ(s.rfind(rp.data(), from), refRfind(m, p, from));
             EXPECT_EQ(s.rfind(u, from), refRfind(m, Model(1, u), from));
             break;
         }

@@ -60,7 +60,8 @@ public:
     // Every unit below 0x80 (true for an empty string).
     bool isAscii() const;
 
-    // Unchecked element access.
+    // Unchecked element access. The non-const forms count as a change of the text (the
+    // multibyte form is converted again on its next use).
     unsigned short& at(unsigned int pos);
     unsigned short at(unsigned int pos) const;
     unsigned short& operator[](unsigned int pos);

@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <sstream>
 #include <thread>
+#include <unordered_set>
 #include <vector>
 
 using qvString::CString;
@@ -176,8 +178,16 @@ TEST(CString, CaseMappingAndAsciiTest)
     EXPECT_TRUE(CString().isAscii());
 }
 
-TEST(CString, JoiningOperators)
+TEST(CString, JoiningOperatorsStreamsAndHashing)
 {
+    std::unordered_set<CString> keys{CString("alpha"), CString("beta")};
+    EXPECT_EQ(keys.count(CString("alpha")), 1u);
+    EXPECT_EQ(keys.count(CString("gamma")), 0u);
+    std::ostringstream out;
+    CString nul("a");
+    out << nul.append('\0').append("b") << CString("!");
+    EXPECT_EQ(out.str(), std::string("a\0b!", 4));
+
     CString a("foo");
     CString b = a + CString("bar");
     EXPECT_EQ(text(b), "foobar");

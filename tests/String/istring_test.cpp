@@ -77,6 +77,10 @@ TEST(IString, ConstructionAndStorage)
     EXPECT_EQ(std::memcmp(copy, narrow.asWChar(), 8), 0);
     std::free(copy);
 
+    std::hash<IString> hash;
+    EXPECT_EQ(hash(IString("key")), hash(IString(CString("key"))));
+    EXPECT_NE(hash(IString("key")), hash(IString("kez")));
+
     IString moved(std::move(narrow));
     EXPECT_EQ(moved.length(), 3u);
     narrow.append(static_cast<unsigned short>('x'));

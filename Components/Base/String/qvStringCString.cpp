@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <ostream>
 
 namespace qvString {
 
@@ -367,6 +368,11 @@ CString& operator+=(CString& a, const CString& b)
 void swap(CString& a, CString& b)
 {
     a.swap(b);
+}
+
+std::ostream& operator<<(std::ostream& out, const CString& s)
+{
+    return out.write(s.asChar(), static_cast<std::streamsize>(s.length()));
 }
 
 } // namespace qvString

@@ -5,7 +5,10 @@
 #include "qvStringString.h"
 
 #include <cstdarg>
+#include <functional>
+#include <iosfwd>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace qvString {
@@ -173,7 +176,19 @@ QV_BASE_API CString& operator+=(CString& a, const CString& b);
 
 QV_BASE_API void swap(CString& a, CString& b);
 
+// Writes the text (all length() bytes) to a standard stream.
+QV_BASE_API std::ostream& operator<<(std::ostream& out, const CString& s);
+
 } // namespace qvString
+
+// CStrings as keys of the standard unordered containers.
+template <>
+struct std::hash<qvString::CString> {
+    std::size_t operator()(const qvString::CString& s) const noexcept
+    {
+        return std::hash<std::string_view>()(std::string_view(s.asChar(), s.length()));
+    }
+};
 
 extern "C" {
 // For callers that cannot use the class: a new CString holding s (null when allocation fails),

@@ -4,6 +4,10 @@
 #include "qvBaseExport.h"
 #include "qvStringString.h"
 
+#include <cstddef>
+#include <functional>
+#include <string_view>
+
 namespace qvString {
 
 class CString;
@@ -153,5 +157,15 @@ QV_BASE_API unsigned int WCStoMBS(const unsigned short* src, unsigned int srcCou
                                   unsigned int dstCount);
 
 } // namespace qvString
+
+// IStrings as keys of the standard unordered containers (hashing the bytes of the units).
+template <>
+struct std::hash<qvString::IString> {
+    std::size_t operator()(const qvString::IString& s) const noexcept
+    {
+        const char* bytes = reinterpret_cast<const char*>(s.asWChar());
+        return std::hash<std::string_view>()(std::string_view(bytes, s.length() * 2u));
+    }
+};
 
 #endif

@@ -66,7 +66,8 @@ TEST(CString, CopiesAndMovesOwnTheirText)
     EXPECT_EQ(text(moved), "hello");
     a.append("again");  // the moved-from string is still usable
     EXPECT_EQ(text(a), "again");
-    a = a;
+    CString& alias = a;
+    a = alias;
     EXPECT_EQ(text(a), "again");
 
     EXPECT_GE(moved.reserve(100), 100u);

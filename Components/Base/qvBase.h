@@ -9,6 +9,7 @@
 #include "qvUtilError.h"
 #include "qvUtilInterval.h"
 #include "qvUtilInitializer.h"
+#include "qvUtilSplit.h"
 
 // Linear algebra
 #include "qvLinearTolerance.h"

@@ -9,6 +9,7 @@
 #include "qvUtilError.h"
 #include "qvUtilInterval.h"
 #include "qvUtilInitializer.h"
+#include "qvUtilSplit.h"
 
 // Linear algebra
 #include "qvLinearTolerance.h"
@@ -16,6 +17,12 @@
 #include "qvLinearLine.h"
 #include "qvLinearQuaternion.h"
 #include "qvLinearMatrix.h"
+
+// Strings
+#include "qvStringString.h"
+#include "qvStringCString.h"
+#include "qvStringIString.h"
+#include "qvStringCharClass.h"
 
 // Signals
 #include "qvRTBFunction.h"

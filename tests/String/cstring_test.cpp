@@ -1,0 +1,301 @@
+#include "qvStringCString.h"
+#include "qvStringCharClass.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sstream>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+using qvString::CString;
+
+namespace {
+
+constexpr unsigned int npos = 0xFFFFFFFFu;
+
+// Exposes the protected bounds checks.
+class Checked : public CString {
+public:
+    using CString::CString;
+    using CString::doBoundsCheck;
+};
+
+std::string text(const CString& s)
+{
+    return std::string(s.asChar(), s.length());
+}
+
+} // namespace
+
+TEST(CString, NullAndEmptyAreTheSameString)
+{
+    CString fromNull(static_cast<const char*>(nullptr));
+    EXPECT_TRUE(fromNull.isNull());
+    EXPECT_TRUE(fromNull.isEmpty());
+    EXPECT_EQ(fromNull.first(), 0u);
+    EXPECT_EQ(fromNull.last(), 0u);
+    EXPECT_STREQ(fromNull.asChar(), "");
+    EXPECT_EQ(fromNull, CString(""));
+
+    char* block = fromNull.copyAsChar();
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(block[0], '\0');
+    std::free(block);
+
+    EXPECT_EQ(text(CString(3, 'z')), "zzz");
+    EXPECT_EQ(CString("abc").last(), 2u);
+}
+
+TEST(CString, CopiesAndMovesOwnTheirText)
+{
+    CString a("hello");
+    CString b(a);
+    b.at(0) = 'j';
+    EXPECT_EQ(text(a), "hello");
+    EXPECT_EQ(text(b), "jello");
+
+    char* copy = a.copyAsMultibyte();
+    EXPECT_STREQ(copy, "hello");
+    std::free(copy);
+
+    CString moved(std::move(a));
+    EXPECT_EQ(text(moved), "hello");
+    a.append("again");  // the moved-from string is still usable
+    EXPECT_EQ(text(a), "again");
+    CString& alias = a;
+    a = alias;
+    EXPECT_EQ(text(a), "again");
+
+    EXPECT_GE(moved.reserve(100), 100u);
+    EXPECT_GE(moved.capacity(), 100u);
+    EXPECT_EQ(text(moved), "hello");
+}
+
+TEST(CString, BoundsChecksCompareTheCountWithTheWholeLength)
+{
+    Checked s("abc");
+    EXPECT_TRUE(s.doBoundsCheck(0));
+    EXPECT_TRUE(s.doBoundsCheck(2));
+    EXPECT_FALSE(s.doBoundsCheck(3));
+    EXPECT_FALSE(s.doBoundsCheck(-1));
+    EXPECT_TRUE(s.doBoundsCheck(2, -1));
+    EXPECT_TRUE(s.doBoundsCheck(2, 3));  // only one character left, yet accepted
+    EXPECT_FALSE(s.doBoundsCheck(2, 4));
+    EXPECT_FALSE(s.doBoundsCheck(0, -2));
+    EXPECT_FALSE(s.doBoundsCheck(3, 0));
+    EXPECT_FALSE(Checked("").doBoundsCheck(0, -1));
+}
+
+TEST(CString, SearchRulesAtTheBoundaries)
+{
+    CString s("abcabc");
+    EXPECT_EQ(s.find("bc", 2), 4u);
+    EXPECT_EQ(s.rfind("bc", npos), 4u);
+    EXPECT_EQ(s.rfind("bc", 3), 1u);
+    EXPECT_EQ(s.rfind("bc", 0), npos);
+    EXPECT_EQ(s.rfind("abc", 0), 0u);
+
+    // No match for an empty or null pattern, nor in an empty text, even at position 0.
+    EXPECT_EQ(s.find("", 0), npos);
+    EXPECT_EQ(s.find(static_cast<const char*>(nullptr), 0), npos);
+    EXPECT_EQ(s.rfind(CString(), npos), npos);
+    EXPECT_EQ(CString().find('a', 0), npos);
+    EXPECT_EQ(CString().rfind("a", npos), npos);
+
+    // A pattern that cannot fit after pos, a pattern longer than the text, a huge pos.
+    EXPECT_EQ(s.find("bc", 5), npos);
+    EXPECT_EQ(s.find('c', 6), npos);
+    EXPECT_EQ(s.find('c', 5), 5u);
+    EXPECT_EQ(s.find('a', npos), npos);
+    EXPECT_EQ(s.rfind("abcabcx", npos), npos);
+    EXPECT_EQ(s.rfind('c', npos), 5u);
+
+    // Predicates.
+    CString words("  ab cd");
+    EXPECT_EQ(words.find(qvString::isSpace, 2), 4u);
+    EXPECT_EQ(words.find(qvString::isDigit, 0), npos);
+    EXPECT_EQ(words.find(qvString::isSpace, 100), npos);
+    EXPECT_EQ(words.rfind(qvString::isSpace, npos), 4u);
+    EXPECT_EQ(words.rfind(qvString::isSpace, 3), 1u);
+    EXPECT_EQ(words.rfind(qvString::isAlnum, 0), npos);
+    EXPECT_EQ(CString().rfind(qvString::isSpace, npos), npos);
+}
+
+TEST(CString, TrimsWorkOnOneSideOnly)
+{
+    CString s("xxaxx");
+    EXPECT_EQ(text(s.strip('x')), "axx");
+    EXPECT_EQ(text(s.rstrip('x')), "a");
+    EXPECT_EQ(text(CString("xxxx").strip('x')), "");
+    EXPECT_EQ(text(CString("xxxx").rstrip('x')), "");
+
+    CString spaced(" \t\r\n a b \n\t ");
+    EXPECT_EQ(text(CString(spaced).stripSpaces()), "a b \n\t ");
+    EXPECT_EQ(text(CString(spaced).rstripSpaces()), " \t\r\n a b");
+    EXPECT_EQ(text(spaced.stripSpaces().rstripSpaces()), "a b");
+}
+
+TEST(CString, CompareOrdersBytesAsUnsigned)
+{
+    EXPECT_EQ(CString("ab").compare("abc"), -1);
+    EXPECT_EQ(CString("b").compare("abc"), 1);
+    EXPECT_EQ(CString("abc").compare("abc"), 0);
+    EXPECT_EQ(CString("\x80").compare("z"), 1);
+    EXPECT_EQ(CString("a\xff").compare("a\x7f"), 1);
+    EXPECT_TRUE(CString("z") < CString("\xe9"));
+    EXPECT_TRUE(CString("a") <= CString("a"));
+    EXPECT_TRUE(CString("b") > CString("a"));
+    EXPECT_TRUE(CString("a") != CString("b"));
+
+    // An embedded NUL is a character like any other.
+    CString withNul("a");
+    withNul.append('\0');
+    EXPECT_EQ(withNul.length(), 2u);
+    EXPECT_EQ(withNul.compare("a"), 1);
+
+    EXPECT_EQ(CString("ABC").compareNoCase("abc"), 0);
+    EXPECT_EQ(CString("Zeta").compareNoCase("alpha"), 1);
+    EXPECT_EQ(CString("Zeta").compare("alpha"), -1);
+    EXPECT_EQ(CString("ab").compareNoCase("ABC"), -1);
+    EXPECT_EQ(CString("\xe9").compareNoCase("A"), 1);
+
+    EXPECT_LT(CString("abc").collate("abd"), 0);
+    EXPECT_EQ(CString("ABC").collateNoCase("abc"), 0);
+}
+
+TEST(CString, CaseMappingAndAsciiTest)
+{
+    CString s("MiXeD 123 \xe9");
+    s.toUpperCase();
+    EXPECT_EQ(text(s).substr(0, 9), "MIXED 123");
+    s.toLowerCase();
+    EXPECT_EQ(text(s).substr(0, 9), "mixed 123");
+    EXPECT_FALSE(s.isAscii());
+    EXPECT_TRUE(CString("plain").isAscii());
+    EXPECT_TRUE(CString().isAscii());
+}
+
+TEST(CString, JoiningOperatorsStreamsAndHashing)
+{
+    std::unordered_set<CString> keys{CString("alpha"), CString("beta")};
+    EXPECT_EQ(keys.count(CString("alpha")), 1u);
+    EXPECT_EQ(keys.count(CString("gamma")), 0u);
+    std::ostringstream out;
+    CString nul("a");
+    out << nul.append('\0').append("b") << CString("!");
+    EXPECT_EQ(out.str(), std::string("a\0b!", 4));
+
+    CString a("foo");
+    CString b = a + CString("bar");
+    EXPECT_EQ(text(b), "foobar");
+    EXPECT_EQ(text(a), "foo");
+    a += "!";
+    EXPECT_EQ(text(a), "foo!");
+    qvString::swap(a, b);
+    EXPECT_EQ(text(a), "foobar");
+    EXPECT_EQ(text(b), "foo!");
+    EXPECT_EQ(text(b.prepend('<').append('>')), "<foo!>");
+    EXPECT_EQ(text(b.assign("x")), "x");
+    EXPECT_EQ(text(b.assign(static_cast<const char*>(nullptr))), "");
+}
+
+TEST(CString, FormatGrowsItsBufferUntilTheTextFits)
+{
+    CString s("old");
+    EXPECT_EQ(s.format("%d", 42), 2u);
+    EXPECT_EQ(text(s), "42");
+
+    // Nothing produced counts as failure and keeps the text; so does a null format.
+    EXPECT_EQ(s.format("%s", ""), npos);
+    EXPECT_EQ(text(s), "42");
+    EXPECT_EQ(s.format(static_cast<const char*>(nullptr)), npos);
+    EXPECT_EQ(text(s), "42");
+
+    // Around each doubling: a text of size - 1 characters does not fit in size bytes.
+    for (unsigned n : {1u, 254u, 255u, 256u, 257u, 510u, 511u, 512u, 1023u, 5000u, 100000u}) {
+        std::string expected(n, 'q');
+        expected[0] = '<';
+        expected[n - 1] = '>';
+        EXPECT_EQ(s.format("%s", expected.c_str()), n);
+        EXPECT_EQ(text(s), expected) << n;
+        for (unsigned start : {0u, 1u, 2u, 255u, 256u, 511u, 512u, 1u << 20}) {
+            s = "";
+            EXPECT_EQ(s.format(start, "%s", expected.c_str()), n) << n << " from " << start;
+            EXPECT_EQ(text(s), expected) << n << " from " << start;
+        }
+    }
+
+    CString fmt("%s-%04d");
+    EXPECT_EQ(s.format(&fmt, "id", 7), 7u);
+    EXPECT_EQ(text(s), "id-0007");
+    EXPECT_EQ(s.format(4u, &fmt, "longer", 123456), 13u);
+    EXPECT_EQ(text(s), "longer-123456");
+}
+
+TEST(CString, StringsMayOutliveTheThreadThatMadeThem)
+{
+    // Each thread makes and drops many strings and hands some over to this one; sanitizer runs
+    // check that nothing leaks or is freed twice when the threads end.
+    std::vector<std::vector<CString>> kept(4);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([t, &kept] {
+            CString base(400u, static_cast<char>('a' + t));
+            for (int i = 0; i < 2000; ++i) {
+                CString part = base.substr(static_cast<unsigned>(i % 300), 40);
+                CString copy(part);
+                copy.append(CString(300u, 'x'));
+                if (i % 100 == 0)
+                    kept[t].push_back(copy);
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    for (int t = 0; t < 4; ++t) {
+        ASSERT_EQ(kept[t].size(), 20u);
+        EXPECT_EQ(text(kept[t].back()), std::string(40, static_cast<char>('a' + t)) + std::string(300, 'x'));
+    }
+}
+
+TEST(CString, CreateAndDeleteForCCallers)
+{
+    CString* p = CString_create("from C");
+    ASSERT_NE(p, nullptr);
+    EXPECT_STREQ(p->asChar(), "from C");
+    CString_delete(p);
+
+    CString* empty = CString_create(nullptr);
+    ASSERT_NE(empty, nullptr);
+    EXPECT_TRUE(empty->isEmpty());
+    CString_delete(empty);
+    CString_delete(nullptr);
+}
+
+TEST(CharClass, NarrowClassesCoverEveryByteSafely)
+{
+    EXPECT_TRUE(qvString::isNewLine('\n'));
+    EXPECT_TRUE(qvString::isNewLine('\r'));
+    EXPECT_FALSE(qvString::isNewLine('n'));
+    EXPECT_FALSE(qvString::isAscii('\x80'));
+    EXPECT_TRUE(qvString::isAscii('\x7f'));
+    EXPECT_EQ(qvString::toUpper('q'), 'Q');
+    EXPECT_EQ(qvString::toLower('Q'), 'q');
+    EXPECT_TRUE(qvString::isXDigit('F'));
+    EXPECT_FALSE(qvString::isXDigit('g'));
+    EXPECT_TRUE(qvString::isPunct('!'));
+    EXPECT_TRUE(qvString::isCntrl('\x01'));
+
+    // Bytes above 0x7F: in the C locale they are in no class and map to themselves.
+    for (int i = 0x80; i <= 0xFF; ++i) {
+        char c = static_cast<char>(i);
+        EXPECT_FALSE(qvString::isAlnum(c) || qvString::isSpace(c) || qvString::isPrint(c)
+                     || qvString::isCntrl(c) || qvString::isPunct(c) || qvString::isUpper(c))
+            << i;
+        EXPECT_EQ(qvString::toUpper(c), c);
+        EXPECT_EQ(qvString::toLower(c), c);
+    }
+}

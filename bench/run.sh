@@ -9,7 +9,9 @@ shopt -s nullglob
 status=0
 for program in "$build"/bench/*_bench; do
   json=$(mktemp)
-  "$program" --benchmark_repetitions="$reps" --benchmark_report_aggregates_only=true \
+  # Interleaved repetitions: a busy machine then slows a case and its anchor alike.
+  "$program" --benchmark_repetitions="$reps" --benchmark_enable_random_interleaving=true \
+             --benchmark_report_aggregates_only=true \
              --benchmark_format=json --benchmark_out="$json" --benchmark_out_format=json >/dev/null \
     || status=1
   python3 "$(dirname "$0")/ratios.py" "$(basename "$program")" "$json"

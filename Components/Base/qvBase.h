@@ -9,4 +9,14 @@
 #include "qvUtilError.h"
 #include "qvUtilInterval.h"
 
+// Packet files
+#include "ioBuffer.h"
+#include "ioBufferedStream.h"
+#include "ioHeader.h"
+#include "ioPacketType.h"
+#include "ioPacketRegistry.h"
+#include "ioReferenceMap.h"
+#include "ioContext.h"
+#include "ioPacketFileAscii.h"
+
 #endif

@@ -169,6 +169,8 @@ int ioWriteContext::writeReference(int number, bool define)
 
 int ioWriteContext::writeReference(const void* object, bool define)
 {
+    if (!object)
+        return writeReference(0, false); // a null pointer is "no reference"
     int number = references().referenceOf(object);
     if (number == 0)
         number = references().newReference(object);

@@ -127,7 +127,7 @@ public:
 
     // Writes a reference number; with define, the current packet defines it. Returns it.
     virtual int writeReference(int number, bool define);
-    // Writes the number of an object, giving it one on first sight. Returns it.
+    // Writes the number of an object, giving it one on first sight (0 for null). Returns it.
     virtual int writeReference(const void* object, bool define);
 
     virtual void writeBool(bool value) = 0;

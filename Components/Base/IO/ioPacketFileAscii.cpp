@@ -27,10 +27,15 @@ inline bool needsEscape(char c)
     return escapes.escaped[static_cast<unsigned char>(c)];
 }
 
-// The one buffer of every ASCII reader for the strings it returns.
+// The one buffer of every ASCII reader for the strings it returns. It only ever grows, so a
+// returned pointer shows each later string that fits in it.
 std::string& stringBuffer()
 {
-    static std::string buffer;
+    static std::string buffer = [] {
+        std::string text;
+        text.reserve(4096);
+        return text;
+    }();
     return buffer;
 }
 

@@ -119,7 +119,7 @@ protected:
 int readCount(ioReadContext& ctx)
 {
     int count = ctx.readInt();
-    if (count < 0 || count > (1 << 26)) {
+    if (count < 0 || count > (1 << 20)) {
         ctx.setStatus(ioBadData);
         return 0;
     }

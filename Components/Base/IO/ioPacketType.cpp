@@ -61,8 +61,11 @@ ioPacketString::~ioPacketString()
 void ioPacketString::read(ioClientReadContext& context)
 {
     const char* text = context->readCString();
-    if (!text)
+    if (!text) {
+        ioPacketFileError("ioPacketFile: A string packet holds no well-formed string.\n");
+        context->setStatus(ioBadData);
         return;
+    }
     strings.push_back(copyText(text));
     context->definePacketReference(strings.back());
 }

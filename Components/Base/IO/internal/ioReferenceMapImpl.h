@@ -14,7 +14,8 @@
 // reallocates. Numbers far beyond what the file has used so far (a damaged or forged file) are
 // kept in an ordered side map instead, so that one such number cannot cost gigabytes; they move
 // into the vector once it grows past them.
-class ioReferenceMapImpl : public ioReferenceMap {
+// Exported only so that the tests can check the growth rule; the header is not installed.
+class QV_BASE_API ioReferenceMapImpl : public ioReferenceMap {
 public:
     ioReferenceMapImpl();
 

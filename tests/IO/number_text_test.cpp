@@ -93,6 +93,13 @@ TEST(NumberText, ParsingFollowsTheCConversions)
     EXPECT_EQ(d("12abc"), 12.0);
     EXPECT_TRUE(std::isnan(d("nan")));
     EXPECT_EQ(d("-inf"), -std::numeric_limits<double>::infinity());
+    const float inf = std::numeric_limits<float>::infinity();
+    const float largest = std::numeric_limits<float>::max();
+    EXPECT_EQ(narrowToFloat(1e300), inf);
+    EXPECT_EQ(narrowToFloat(-1e39), -inf);
+    EXPECT_EQ(narrowToFloat(static_cast<double>(largest)), largest);
+    EXPECT_EQ(narrowToFloat(static_cast<double>(largest) * (1 + 1e-9)), largest);
+    EXPECT_EQ(narrowToFloat(0.1), 0.1f);
 
     auto i32 = [](const char* text) { return parseInt32(text, text + std::strlen(text)); };
     EXPECT_EQ(i32(" -12x"), -12);

@@ -545,7 +545,7 @@ uint64_t ioReadContextAscii::readUInt64()
 
 float ioReadContextAscii::readFloat()
 {
-    return static_cast<float>(readToken(buffer, parseDouble));
+    return narrowToFloat(readToken(buffer, parseDouble));
 }
 
 double ioReadContextAscii::readDouble()

@@ -140,6 +140,19 @@ inline double parseDouble(const char* p, const char* end)
     return negative ? -value : value;
 }
 
+// A double narrowed to float as IEEE rounding does it, without undefined behaviour for values
+// beyond the float range: they become infinities.
+inline float narrowToFloat(double value)
+{
+    // Halfway between the largest float and the next power of two rounds to infinity.
+    const double limit = static_cast<double>(std::numeric_limits<float>::max()) + 0x1p103;
+    if (value >= limit)
+        return std::numeric_limits<float>::infinity();
+    if (value <= -limit)
+        return -std::numeric_limits<float>::infinity();
+    return static_cast<float>(value);
+}
+
 } // namespace internal
 } // namespace io
 

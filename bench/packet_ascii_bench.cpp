@@ -178,9 +178,9 @@ void readAnchor(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(writeQv)->Name("write/qv")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(writeAnchor)->Name("write/anchor")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readQv)->Name("read/qv")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readAnchor)->Name("read/anchor")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(writeQv)->Name("write/qv")->Unit(benchmark::kMillisecond);
+BENCHMARK(writeAnchor)->Name("write/anchor")->Unit(benchmark::kMillisecond);
+BENCHMARK(readQv)->Name("read/qv")->Unit(benchmark::kMillisecond);
+BENCHMARK(readAnchor)->Name("read/anchor")->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

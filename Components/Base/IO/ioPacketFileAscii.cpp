@@ -149,9 +149,11 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
         int available = 0;
         const char* area = input.peekArea(available);
         if (area) {
-            int run = 0;
-            while (run < available && area[run] != '}' && area[run] != '\\')
-                ++run;
+            // The run up to the first brace or backslash, found with block scans.
+            const char* stop = static_cast<const char*>(std::memchr(area, '}', static_cast<size_t>(available)));
+            int limit = stop ? static_cast<int>(stop - area) : available;
+            const char* escape = static_cast<const char*>(std::memchr(area, '\\', static_cast<size_t>(limit)));
+            int run = escape ? static_cast<int>(escape - area) : limit;
             append(area, run);
             if (run == available) {
                 input.consumeArea(run);
@@ -189,10 +191,12 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
 
     while (cursor <= endIndex && (text[cursor] == ' ' || text[cursor] == '\n'))
         ++cursor;
-    typeId = parseInt32(cursorText(), bodyEnd());
-    skipToken();
-    int hasObject = parseInt32(cursorText(), bodyEnd());
-    skipToken();
+    const char* p = cursorText();
+    typeId = parseInt32(p, bodyEnd());
+    skipTokenFrom(p);
+    p = cursorText();
+    int hasObject = parseInt32(p, bodyEnd());
+    skipTokenFrom(p);
     type = context.lookupType(typeId);
     return hasObject;
 }
@@ -482,15 +486,14 @@ bool ioReadContextAscii::subPacketHasData() const
 namespace {
 
 // Converts the token at the cursor with parse, then steps past it.
-template <typename Parse>
-inline auto readToken(ioPacketFileAsciiBuffer* buffer, Parse parse)
-    -> decltype(parse(static_cast<const char*>(nullptr), static_cast<const char*>(nullptr)))
+template <typename Result>
+inline Result readToken(ioPacketFileAsciiBuffer* buffer, Result (*parse)(const char*&, const char*))
 {
-    using Result = decltype(parse(static_cast<const char*>(nullptr), static_cast<const char*>(nullptr)));
     if (!buffer)
         return Result();
-    Result value = parse(buffer->cursorText(), buffer->bodyEnd());
-    buffer->skipToken();
+    const char* p = buffer->cursorText();
+    Result value = parse(p, buffer->bodyEnd());
+    buffer->skipTokenFrom(p);
     return value;
 }
 

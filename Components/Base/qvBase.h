@@ -39,4 +39,14 @@
 #include "qvUndoGroup.h"
 #include "qvUndoManager.h"
 
+// Packet files
+#include "ioBuffer.h"
+#include "ioBufferedStream.h"
+#include "ioHeader.h"
+#include "ioPacketType.h"
+#include "ioPacketRegistry.h"
+#include "ioReferenceMap.h"
+#include "ioContext.h"
+#include "ioPacketFileAscii.h"
+
 #endif

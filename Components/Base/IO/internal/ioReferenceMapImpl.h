@@ -1,0 +1,74 @@
+#ifndef IO_INTERNAL_REFERENCEMAPIMPL_H
+#define IO_INTERNAL_REFERENCEMAPIMPL_H
+
+#include "ioReferenceMap.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <unordered_map>
+#include <vector>
+
+// Entries live in a vector indexed by number. A number at or past its end that is defined or
+// waited for grows the vector to that number plus 20000, so numbering in steps of one rarely
+// reallocates. Numbers far beyond what the file has used so far (a damaged or forged file) are
+// kept in an ordered side map instead, so that one such number cannot cost gigabytes; they move
+// into the vector once it grows past them.
+// Exported only so that the tests can check the growth rule; the header is not installed.
+class QV_BASE_API ioReferenceMapImpl : public ioReferenceMap {
+public:
+    ioReferenceMapImpl();
+
+    int referenceOf(const void* object) const override;
+    int newReference(const void* object) override;
+    void define(int number, void* object, ioPacketType* type, bool synonym) override;
+    void undefine(int number) override;
+    bool isDefined(int number) const override;
+    void* objectOf(int number) const override;
+    void use(int number, ioPacketType* type) override;
+    void addPendingSlot(int number, void** slot, ioPacketType* type, int extra) override;
+    void reportRemaining(ioClientReadContext& client) override;
+    void reportUnresolved(ioPacketType* type, void (*function)(void*, int)) override;
+
+    // Entries the vector holds (for tests of the growth rule).
+    std::size_t denseSize() const { return entries.size(); }
+    std::size_t sparseSize() const { return farEntries.size(); }
+
+    static constexpr int growth = 20000;
+    // The vector may always grow to this many entries; beyond, only in proportion to the
+    // entries in use.
+    static constexpr std::size_t denseFloor = 65536;
+    static constexpr std::size_t densePerUsedEntry = 16;
+
+private:
+    struct Entry {
+        uint32_t defined : 1;
+        uint32_t known : 1;
+        uint32_t uses : 30;
+        void* object;
+        ioPacketType* type;
+        int32_t firstPending; // index into pendingSlots, -1 when none
+    };
+    struct PendingSlot {
+        void** slot;
+        ioPacketType* type;
+        int extra;
+        int32_t next;
+    };
+
+    Entry* find(int number);
+    const Entry* find(int number) const;
+    // The entry of number (at least 1), made when missing.
+    Entry& entryFor(int number);
+    void fillPendingSlots(Entry& entry);
+    template <typename Visit> void forEachEntry(Visit visit);
+
+    std::vector<Entry> entries;
+    std::map<int, Entry> farEntries;
+    std::vector<PendingSlot> pendingSlots;
+    std::unordered_map<const void*, int> numbers;
+    std::size_t usedEntries;
+    int nextNumber;
+};
+
+#endif

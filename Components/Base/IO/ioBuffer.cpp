@@ -1,0 +1,206 @@
+#include "ioBuffer.h"
+
+#include "internal/ioFileDescriptor.h"
+
+#include <cstring>
+
+using io::internal::FdFailure;
+
+ioBuffer::ioBuffer(bool input)
+    : position(0), count(0), totalBytes(0), bufferStatus(statusGood), isInput(input),
+      next(nullptr), progressFunction(nullptr)
+{
+}
+
+ioBuffer::~ioBuffer()
+{
+    delete next;
+}
+
+void ioBuffer::finish() {}
+
+void ioBuffer::fill()
+{
+    if (!good())
+        return;
+    position = 0;
+    count = read(dataArea, dataSize);
+    totalBytes += count;
+    if (progressFunction)
+        progressFunction(totalBytes);
+}
+
+void ioBuffer::flush()
+{
+    if (!good() || position < 1)
+        return;
+    write(dataArea, position);
+    totalBytes += position;
+    position = 0;
+    count = 0;
+    if (progressFunction)
+        progressFunction(totalBytes);
+}
+
+void ioBuffer::flushChain()
+{
+    flush();
+    if (next) {
+        next->flushChain();
+        promoteStatus(true);
+    }
+}
+
+int ioBuffer::readBytes(void* dst, int n)
+{
+    char* out = static_cast<char*>(dst);
+    int done = 0;
+    while (done < n) {
+        if (position >= count) {
+            fill();
+            if (!good() || position >= count)
+                break;
+        }
+        int chunk = count - position;
+        if (chunk > n - done)
+            chunk = n - done;
+        std::memcpy(out + done, dataArea + position, static_cast<size_t>(chunk));
+        position += chunk;
+        done += chunk;
+    }
+    return done;
+}
+
+void ioBuffer::writeBytes(const void* src, int n)
+{
+    const char* in = static_cast<const char*>(src);
+    while (n > 0 && good()) {
+        if (position >= dataSize) {
+            flush();
+            if (!good())
+                return;
+        }
+        int chunk = dataSize - position;
+        if (chunk > n)
+            chunk = n;
+        std::memcpy(dataArea + position, in, static_cast<size_t>(chunk));
+        position += chunk;
+        in += chunk;
+        n -= chunk;
+    }
+}
+
+void ioBuffer::promoteStatus(bool atEnd)
+{
+    if (!next)
+        return;
+    switch (next->bufferStatus) {
+    case statusOpenFailed:
+    case statusNoSpace:
+    case statusChecksumError:
+    case statusIOError:
+        bufferStatus = next->bufferStatus;
+        break;
+    case statusEndOfFile:
+    case statusEndOfCompressedData:
+        if (atEnd)
+            bufferStatus = next->bufferStatus;
+        break;
+    default:
+        break;
+    }
+}
+
+ioBuffer* ioBuffer::detachNext()
+{
+    finish();
+    ioBuffer* below = next;
+    next = nullptr;
+    return below;
+}
+
+ioBufferFD::ioBufferFD(bool input) : ioBuffer(input), fd(-1), ownsFd(false) {}
+
+void ioBufferFD::open(const char* path)
+{
+    FdFailure failure = FdFailure::none;
+    int opened = -1;
+    if (path) {
+        do {
+            opened = io::internal::fdOpen(path, isInput, failure);
+        } while (opened < 0 && failure == FdFailure::interrupted);
+    }
+    if (opened < 0) {
+        setStatus(statusOpenFailed);
+        return;
+    }
+    fd = opened;
+    ownsFd = true;
+}
+
+void ioBufferFD::attach(int descriptor)
+{
+    if (fd < 0) {
+        setStatus(statusOpenFailed);
+        return;
+    }
+    fd = descriptor;
+    ownsFd = true;
+}
+
+void ioBufferFD::finish() {}
+
+int ioBufferFD::type() const
+{
+    return typeFD;
+}
+
+void ioBufferFD::close()
+{
+    if (fd < 0)
+        return;
+    if (ownsFd)
+        io::internal::fdClose(fd);
+    fd = -1;
+}
+
+int ioBufferFD::read(char* data, int size)
+{
+    if (fd < 0) {
+        setStatus(statusIOError);
+        return 0;
+    }
+    while (good()) {
+        FdFailure failure = FdFailure::none;
+        int n = io::internal::fdRead(fd, data, size, failure);
+        if (n > 0)
+            return n;
+        if (n == 0)
+            setStatus(statusEndOfFile);
+        else if (failure != FdFailure::interrupted && failure != FdFailure::tryAgain)
+            setStatus(statusIOError);
+    }
+    return 0;
+}
+
+void ioBufferFD::write(const char* data, int size)
+{
+    if (fd < 0) {
+        setStatus(statusIOError);
+        return;
+    }
+    while (size > 0 && good()) {
+        FdFailure failure = FdFailure::none;
+        int n = io::internal::fdWrite(fd, data, size, failure);
+        if (n > 0) {
+            data += n;
+            size -= n;
+        } else if (n == 0) {
+            setStatus(statusIOError); // no progress: never spin on a stuck descriptor
+        } else if (failure == FdFailure::noSpace) {
+            setStatus(statusNoSpace);
+        } else if (failure != FdFailure::interrupted && failure != FdFailure::tryAgain) {
+            setStatus(statusIOError);
+        }
+    }
+}

@@ -1,0 +1,106 @@
+#ifndef IOBUFFER_H
+#define IOBUFFER_H
+
+#include "qvBaseExport.h"
+#include "qvUtilError.h"
+
+// One link of a stream's buffer chain. The stream reads from or writes to the top buffer; each
+// buffer moves its 4096-byte data area to or from the buffer beneath it (`next`), and the bottom
+// buffer talks to the outside world. Failures never throw: they are status values that callers
+// read with good() and status(), and that filters copy upwards with promoteStatus().
+class QV_BASE_API ioBuffer {
+public:
+    // Buffer status values. The stream maps them onto its own numbering (ioStreamStatus).
+    enum {
+        statusGood = 0,
+        statusOpenFailed = 1,
+        statusEndOfFile = 2,
+        statusNoSpace = 3,
+        statusChecksumError = 4,
+        statusEndOfCompressedData = 5,
+        statusIOError = 6
+    };
+    // Buffer kinds returned by type().
+    enum { typeFD = 0, typeCompress = 1, typeChecksum = 2, typeTCP = 3, typeEncrypt = 4 };
+
+    static constexpr int dataSize = 4096;
+
+    explicit ioBuffer(bool isInput);
+    ioBuffer(const ioBuffer&) = delete;
+    ioBuffer& operator=(const ioBuffer&) = delete;
+    // Destroys the buffer beneath as well: a chain goes as a whole.
+    virtual ~ioBuffer();
+
+    // Called when the buffer is taken off the top of a chain.
+    virtual void finish();
+    virtual int type() const = 0;
+    // Releases the underlying resource; filters forward it to `next`.
+    virtual void close() = 0;
+    // Fetches up to size bytes; the count fetched.
+    virtual int read(char* data, int size) = 0;
+    // Delivers size bytes.
+    virtual void write(const char* data, int size) = 0;
+
+    // Input refill of the data area from read().
+    void fill();
+    // Output drain of the data area through write().
+    void flush();
+    // flush() this buffer and every buffer beneath it, carrying their failures upwards.
+    void flushChain();
+    // Copies up to n bytes out of the data area, refilling it as needed; the count copied.
+    int readBytes(void* dst, int n);
+    // Copies n bytes into the data area, draining it whenever it is full.
+    void writeBytes(const void* src, int n);
+    // Takes over the status of `next`: failures always, the two end conditions only at the end.
+    void promoteStatus(bool atEnd);
+
+    void setNext(ioBuffer* buffer) { next = buffer; }
+    // finish() this buffer and hand back the buffer beneath, no longer linked.
+    ioBuffer* detachNext();
+    void setProgressFunction(void (*function)(int)) { progressFunction = function; }
+    int status() const { return bufferStatus; }
+    bool good() const { return bufferStatus == statusGood; }
+    void setStatus(int value) { bufferStatus = value; }
+
+protected:
+    qvUtil::Error error;
+    char dataArea[dataSize];
+    int position;
+    int count;
+    int totalBytes;
+    int bufferStatus;
+    bool isInput;
+    ioBuffer* next;
+    void (*progressFunction)(int);
+
+    friend class ioBufferedStream;
+    friend class ioBufferedStreamInput;
+    friend class ioBufferedStreamOutput;
+};
+
+// The bottom buffer over an operating-system file descriptor.
+class QV_BASE_API ioBufferFD : public ioBuffer {
+public:
+    explicit ioBufferFD(bool isInput);
+
+    // Opens path for reading, or creates/truncates it for writing; status 1 on failure.
+    void open(const char* path);
+    // Adopts a descriptor. The test is on the buffer's current descriptor, not the argument, so
+    // a fresh buffer (descriptor -1) always fails with status 1: kept, callers depend on
+    // standard input and output being refused this way.
+    void attach(int fd);
+
+    void finish() override;
+    int type() const override;
+    void close() override;
+    int read(char* data, int size) override;
+    void write(const char* data, int size) override;
+
+    int descriptor() const { return fd; }
+
+private:
+    int fd;
+    bool ownsFd;
+};
+
+#endif

@@ -1,0 +1,124 @@
+#ifndef IOBUFFEREDSTREAM_H
+#define IOBUFFEREDSTREAM_H
+
+#include "qvBaseExport.h"
+#include "ioBuffer.h"
+
+namespace qvTCP {
+class Socket;
+}
+
+// The stream's view of its chain's health; good() is true exactly for ioStreamOk.
+enum ioStreamStatus {
+    ioStreamOk = 0,
+    ioStreamOpenFailed = 1,
+    ioStreamEOF = 2,
+    ioStreamEndOfSection = 3,
+    ioStreamNoSpace = 4,
+    ioStreamChecksumError = 5,
+    ioStreamIOError = 6
+};
+
+// A byte stream over a chain of buffers that it owns. Closed (no chain) after construction and
+// after close(). Destroying a stream destroys its chain without flushing and without closing the
+// descriptor: destruction is cleanup, close() is completion.
+class QV_BASE_API ioBufferedStream {
+public:
+    explicit ioBufferedStream(bool isInput);
+    // Copies share the chain (the fields are copied as they are): only one copy may be closed
+    // or destroyed.
+    ioBufferedStream(const ioBufferedStream& other) = default;
+    ioBufferedStream& operator=(const ioBufferedStream& other) = default;
+    virtual ~ioBufferedStream();
+
+    virtual void openFile(const char* path) = 0;
+    // Closes the chain's resource, takes over its status and destroys the chain.
+    virtual void close();
+    virtual void openSocket(qvTCP::Socket* socket) = 0;
+
+    bool good() const { return status == ioStreamOk; }
+    ioStreamStatus getStatus() const { return status; }
+
+    // The progress function of the top buffer receives its running byte count after each
+    // refill or flush.
+    void associateProgressFunction(void (*function)(int));
+
+    // Size of the file at path from the file system, or -1 for a null path or a failed query.
+    static int fileSize(const char* path);
+
+protected:
+    void setStatus(ioStreamStatus value) { status = value; }
+    // Maps the top buffer's status onto the stream's (a good buffer changes nothing).
+    void promoteBufferStatus();
+    // Makes buffer the whole chain, destroying any previous one.
+    void replaceChain(ioBuffer* buffer);
+    // A fresh descriptor buffer as the whole chain: opened on path, or else attached to
+    // descriptor.
+    void openDescriptor(const char* path, int descriptor);
+
+    ioStreamStatus status;
+    bool isInput;
+    ioBuffer* top;
+
+private:
+    void addBufferToChain(ioBuffer* buffer);
+    void popBufferChain();
+};
+
+class QV_BASE_API ioBufferedStreamInput : public ioBufferedStream {
+public:
+    ioBufferedStreamInput();
+
+    void openFile(const char* path) override;
+    // Always ends in ioStreamOpenFailed: see ioBufferFD::attach.
+    void openStdin();
+    void openSocket(qvTCP::Socket* socket) override;
+
+    // The next byte, or 0 once the stream is no longer good.
+    char readChar()
+    {
+        if (top && top->position < top->count)
+            return top->dataArea[top->position++];
+        return refillAndReadChar();
+    }
+    // Up to size bytes; the count read.
+    int readData(char* data, int size);
+    // A decimal integer after blanks, newlines and tabs; the character that ends it is consumed.
+    int readInt();
+    // Up to size - 1 characters through the first newline (kept), NUL-terminated.
+    void readLine(char* line, int size);
+
+    // The unread bytes of the top buffer, without consuming them (none when the area is empty:
+    // call readChar() to refill). Lets a parser scan whole areas instead of single bytes.
+    const char* peekArea(int& available) const;
+    // Consumes n bytes of the area given by peekArea().
+    void consumeArea(int n) { top->position += n; }
+
+private:
+    char refillAndReadChar();
+};
+
+class QV_BASE_API ioBufferedStreamOutput : public ioBufferedStream {
+public:
+    ioBufferedStreamOutput();
+
+    // Creates or truncates the file.
+    void openFile(const char* path) override;
+    // Always ends in ioStreamOpenFailed: see ioBufferFD::attach.
+    void openStdout();
+    void openSocket(qvTCP::Socket* socket) override;
+    // Flushes, then closes as ioBufferedStream::close() does.
+    void close() override;
+
+    // Hands whatever the top area holds to the buffer's write() before storing the byte, so
+    // every call reaches the buffer beneath: kept, callers rely on single characters going out
+    // at once. Bulk output goes through writeData, writeString and printf.
+    void writeChar(char c);
+    void writeData(const char* data, int size);
+    void writeString(const char* text);
+    // Formats into 1024 bytes; longer output is cut to 1023 characters.
+    void printf(const char* format, ...) QV_PRINTF_FORMAT(2, 3);
+    void flush();
+};
+
+#endif

@@ -1,0 +1,541 @@
+#include "ioContext.h"
+
+#include "ioBufferedStream.h"
+#include "ioPacketRegistry.h"
+#include "ioPacketType.h"
+#include "ioReferenceMap.h"
+#include "internal/ioContextInternal.h"
+
+#include <cstdint>
+#include <cstring>
+
+// ---- packet buffer
+
+ioPacketFileBuffer::ioPacketFileBuffer()
+    : type(nullptr), typeId(-1), output(true), hasReference(false), chunkOpen(false)
+{
+}
+
+ioPacketFileBuffer::~ioPacketFileBuffer() {}
+
+void ioPacketFileBuffer::reset()
+{
+    type = nullptr;
+    typeId = -1;
+    output = true;
+    hasReference = false;
+    chunkOpen = false;
+}
+
+// ---- common
+
+ioContext::ioContext()
+    : registry(nullptr), referenceMap(ioReferenceMap::create()), current(nullptr),
+      stack(new ioPacketFileBuffer*[10]()), capacity(10), depth(-1), status(ioOk)
+{
+}
+
+ioContext::~ioContext()
+{
+    for (int i = 0; i < capacity; ++i)
+        delete stack[i];
+    delete[] stack;
+    delete referenceMap;
+}
+
+void ioContext::associateRegistry(ioPacketRegistry* r)
+{
+    registry = r;
+}
+
+ioPacketType* ioContext::lookupType(int id) const
+{
+    return registry ? registry->lookup(id) : nullptr;
+}
+
+bool ioContext::isReferenceDefined(int number) const
+{
+    return referenceMap->isDefined(number);
+}
+
+bool ioContext::isReferenceDefined(const void* object) const
+{
+    return referenceMap->isDefined(referenceMap->referenceOf(object));
+}
+
+int ioContext::getReference(const void* object) const
+{
+    return referenceMap->referenceOf(object);
+}
+
+void* ioContext::getReferenceDefinition(int number) const
+{
+    return referenceMap->objectOf(number);
+}
+
+void ioContext::invalidPacket()
+{
+    ioPacketType* type = current ? current->getType() : nullptr;
+    ioPacketFileError("ioPacketFile: A packet type: '%s'\n", type ? type->getName() : "");
+    ioPacketFileError("  is not supported by this program; its packets cannot be read.\n");
+    setStatus(ioBadData);
+}
+
+void ioContext::fatalError()
+{
+    ioPacketFileError("ioPacketFile: Fatal error.  Aborting.\n");
+    for (int level = 0; level < depth; ++level) {
+        ioPacketType* type = stack[level] ? stack[level]->getType() : nullptr;
+        // Kept: the level's type name goes to a numeric conversion, printing its address.
+        const char* name = type ? type->getName() : nullptr;
+        ioPacketFileError("  %d: %d\n", level,
+                          static_cast<int>(reinterpret_cast<std::intptr_t>(name)));
+    }
+    io::internal::abortPacketFile();
+}
+
+void ioContext::reportUnresolvedPtrs(ioPacketType* type, void (*function)(void*, int))
+{
+    if (function)
+        referenceMap->reportUnresolved(type, function);
+}
+
+void ioContext::pushPacket()
+{
+    ++depth;
+    if (depth >= capacity) {
+        int grown = capacity * 2;
+        ioPacketFileBuffer** larger = new ioPacketFileBuffer*[grown]();
+        std::memcpy(larger, stack, sizeof(ioPacketFileBuffer*) * static_cast<size_t>(capacity));
+        delete[] stack;
+        stack = larger;
+        capacity = grown;
+    }
+    if (!stack[depth])
+        stack[depth] = newPacketBuffer();
+    current = stack[depth];
+    current->reset();
+    setPacketBuffer(current);
+}
+
+void ioContext::popPacket()
+{
+    if (depth >= 0)
+        --depth;
+    current = depth >= 0 ? stack[depth] : nullptr;
+    setPacketBuffer(current);
+}
+
+void ioContext::promoteStreamStatus(const ioBufferedStream& stream)
+{
+    switch (stream.getStatus()) {
+    case ioStreamOk:
+        break;
+    case ioStreamOpenFailed:
+        setStatus(ioOpenFailed);
+        break;
+    case ioStreamEOF:
+    case ioStreamEndOfSection:
+        setStatus(ioBadData);
+        break;
+    case ioStreamNoSpace:
+        setStatus(ioNoSpace);
+        break;
+    case ioStreamChecksumError:
+        setStatus(ioChecksumError);
+        break;
+    default:
+        setStatus(ioError);
+        break;
+    }
+}
+
+// ---- writing
+
+ioWriteContext::ioWriteContext(ioBufferedStreamOutput& s)
+    : stream(s), started(false), stringType(nullptr)
+{
+}
+
+int ioWriteContext::writeReference(int number, bool define)
+{
+    if (define) {
+        ioPacketFileBuffer* packet = currentPacket();
+        references().define(number, nullptr, packet ? packet->getType() : nullptr, false);
+    }
+    writeUInt(static_cast<unsigned int>(number));
+    return number;
+}
+
+int ioWriteContext::writeReference(const void* object, bool define)
+{
+    if (!object)
+        return writeReference(0, false); // a null pointer is "no reference"
+    int number = references().referenceOf(object);
+    if (number == 0)
+        number = references().newReference(object);
+    return writeReference(number, define);
+}
+
+void ioWriteContext::startFile()
+{
+    started = true;
+    if (!good())
+        return;
+    ioPacketRegistry* registry = getRegistry();
+    if (!registry) {
+        ioPacketFileError("ioPacketFile: startFile needs a packet type registry.\n");
+        setStatus(ioError);
+        return;
+    }
+    header().writeHeader(stream);
+    registry->init();
+    registry->writeRegistry(stream);
+    stringType = registry->lookup("packetFile_string");
+    promoteStreamStatus(stream);
+}
+
+void ioWriteContext::startPacket(ioPacketType* type, const void* object)
+{
+    pushPacket();
+    ioPacketFileBuffer* packet = currentPacket();
+    packet->setType(type);
+    if (!type) {
+        // Keeps startPacket/endPacket balanced; the packet is dropped at its end.
+        ioPacketFileError("ioPacketFile: A packet was started without a registered type.\n");
+        setStatus(ioError);
+        packet->setOutput(false);
+        return;
+    }
+    packet->beginPacket(*this, object != nullptr, type);
+    if (object)
+        writeReference(object, true);
+    type->used();
+}
+
+void ioWriteContext::startPacket(const char* typeName, const void* object)
+{
+    ioPacketRegistry* registry = getRegistry();
+    ioPacketType* type = registry && typeName ? registry->lookup(typeName) : nullptr;
+    if (!type && typeName)
+        ioPacketFileError("ioPacketFile: No packet type named '%s' is registered.\n", typeName);
+    startPacket(type, object);
+}
+
+void ioWriteContext::endPacket()
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (!packet) {
+        ioPacketFileError("ioPacketFile: endPacket without an open packet.\n");
+        setStatus(ioError);
+        return;
+    }
+    endChunk();
+    if (packet->getType())
+        packet->endPacket(*this);
+    popPacket();
+}
+
+void ioWriteContext::startChunk()
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (!packet || !packet->getType())
+        return;
+    endChunk();
+    packet->beginChunk(*this);
+    packet->setChunkOpen(true);
+}
+
+void ioWriteContext::endChunk()
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (!packet || !packet->isChunkOpen())
+        return;
+    packet->endChunk(*this);
+    packet->setChunkOpen(false);
+}
+
+void ioWriteContext::startSubPacket()
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (packet && packet->getType())
+        packet->beginSubPacket(*this);
+}
+
+void ioWriteContext::endSubPacket()
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (!packet || !packet->getType())
+        return;
+    endChunk();
+    packet->endSubPacket(*this);
+}
+
+void ioWriteContext::writeCStringPacket(const char* text)
+{
+    if (!text)
+        return;
+    startPacket(stringType, text);
+    writeCString(text);
+    endPacket();
+}
+
+void ioWriteContext::endFile()
+{
+    ioPacketRegistry* registry = getRegistry();
+    ioPacketType* eofType = registry ? registry->lookup("packetFile_EOF") : nullptr;
+    if (!good())
+        return;
+    if (!eofType) {
+        ioPacketFileError("ioPacketFile: endFile needs a started file.\n");
+        setStatus(ioError);
+        return;
+    }
+    if (getPacketDepth() >= 0) {
+        ioPacketFileError("ioPacketFile: endFile while a packet of type '%s' is open.\n",
+                          currentPacket()->getType() ? currentPacket()->getType()->getName() : "");
+        setStatus(ioError);
+    }
+    static_cast<ioPacketEOF*>(eofType)->writePacket(*this);
+    endPacket();
+    stream.flush();
+    promoteStreamStatus(stream);
+}
+
+// ---- reading
+
+ioReadContext::ioReadContext(ioBufferedStreamInput& s)
+    : stream(s), packetReference(0), packetReferenceDefined(false), eofType(nullptr),
+      packetsRead(0), halted(false)
+{
+}
+
+namespace {
+
+ioPacketType* currentType(ioPacketFileBuffer* packet)
+{
+    return packet ? packet->getType() : nullptr;
+}
+
+} // namespace
+
+void ioReadContext::definePacketReference(void* object)
+{
+    defineReference(packetReference, object);
+}
+
+int ioReadContext::readReferenceUsage(void* slot, int extra)
+{
+    int number = readReference();
+    resolveReference(number, slot, extra);
+    return number;
+}
+
+void* ioReadContext::readReferenceUsage(int& number)
+{
+    number = readReference();
+    if (number != 0 && references().isDefined(number)) {
+        useReference(number);
+        return references().objectOf(number);
+    }
+    return nullptr;
+}
+
+void* ioReadContext::readReferenceUsage()
+{
+    int number = 0;
+    return readReferenceUsage(number);
+}
+
+int ioReadContext::readReferenceDefinition(void* object)
+{
+    int number = readReference();
+    defineReference(number, object);
+    return number;
+}
+
+int ioReadContext::readReference()
+{
+    return static_cast<int>(readUInt());
+}
+
+void ioReadContext::defineReference(int number, void* object)
+{
+    references().define(number, object, currentType(currentPacket()), false);
+    if (number != 0 && number == packetReference)
+        packetReferenceDefined = true;
+}
+
+void ioReadContext::defineReferenceSynonym(int number, void* object)
+{
+    references().define(number, object, currentType(currentPacket()), true);
+    if (number != 0 && number == packetReference)
+        packetReferenceDefined = true;
+}
+
+void ioReadContext::resolveReference(int number, void* slot, int extra)
+{
+    if (!slot)
+        return;
+    references().addPendingSlot(number, static_cast<void**>(slot), currentType(currentPacket()),
+                                extra);
+}
+
+void ioReadContext::useReference(void* object)
+{
+    useReference(references().referenceOf(object));
+}
+
+void ioReadContext::useReference(int number)
+{
+    references().use(number, currentType(currentPacket()));
+}
+
+void ioReadContext::undefineReference(int number)
+{
+    references().undefine(number);
+}
+
+void ioReadContext::undefineReference(void* object)
+{
+    references().undefine(references().referenceOf(object));
+}
+
+void ioReadContext::readFile(ioClientReadContext& client)
+{
+    ioPacketRegistry* registry = getRegistry();
+    if (!registry) {
+        ioPacketFileError("ioPacketFile: readFile needs a packet type registry.\n");
+        setStatus(ioError);
+        return;
+    }
+    if (!good())
+        return;
+    registry->init();
+    if (registry->readRegistry(stream) != ioOk) {
+        ioPacketFileError("ioPacketFile: The packet type registry of the file is damaged: %s.\n",
+                          registry->readProblem());
+        setStatus(ioBadData);
+        return;
+    }
+    eofType = registry->lookup("packetFile_EOF");
+    pushPacket();
+    while (good() && !halted)
+        readPacket(client);
+    popPacket();
+    if (halted)
+        setStatus(ioHalted);
+    if (getStatus() == ioEndOfFile) {
+        resolveRemainingReferences(client);
+        setStatus(ioOk);
+    }
+}
+
+void ioReadContext::reportStreamFailure()
+{
+    if (stream.getStatus() == ioStreamEOF)
+        ioPacketFileError("ioPacketFile: The file ends inside a packet or before its end-of-file "
+                          "packet (after %d packets).\n", packetsRead);
+    else
+        ioPacketFileError("ioPacketFile: Reading failed after %d packets (stream status %d).\n",
+                          packetsRead, static_cast<int>(stream.getStatus()));
+    promoteStreamStatus(stream);
+}
+
+void ioReadContext::readPacket(ioClientReadContext& client)
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    packet->reset();
+    packetReference = 0;
+    packetReferenceDefined = false;
+    int flags = packet->readPacketHeader(*this, stream);
+    if (!stream.good()) {
+        reportStreamFailure();
+        return;
+    }
+    ioPacketType* type = packet->getType();
+    if (!type) {
+        ioPacketFileError("ioPacketFile: A packet has the type id %d, which the file's registry "
+                          "does not list (after %d packets).\n", packet->getTypeId(), packetsRead);
+        setStatus(ioBadData);
+        return;
+    }
+    type->used();
+    if (type == eofType) {
+        packet->skipPacket(*this);
+        setStatus(ioEndOfFile);
+        return;
+    }
+    if (flags != 0 && flags != 1) {
+        packet->skipPacket(*this);
+        ++packetsRead;
+        return;
+    }
+    packet->setHasReference(flags == 1);
+    if (flags == 1)
+        packetReference = readReference();
+    client.prePacketRead();
+    type->read(client);
+    client.postPacketRead();
+    packet->skipPacket(*this);
+    // A failed read (an unsupported type, bad data) has been reported already.
+    if (good() && packetReference != 0 && !packetReferenceDefined && packet->getHasReference()) {
+        ioPacketFileError("ioPacketFile: A packet type: '%s'\n", type->getName());
+        ioPacketFileError("  had a reference associated with it but no \n");
+        ioPacketFileError("  definition was provided by the client code.\n");
+        // Kept: the value printed is the defined flag (0 here), not the reference number.
+        ioPacketFileError("  The undefined reference is: %d.\n",
+                          static_cast<int>(packetReferenceDefined));
+        fatalError();
+    }
+    ++packetsRead;
+}
+
+void ioReadContext::resolveRemainingReferences(ioClientReadContext& client)
+{
+    references().reportRemaining(client);
+}
+
+void ioReadContext::startSubPacket()
+{
+    if (ioPacketFileBuffer* packet = currentPacket())
+        packet->enterSubPacket(*this);
+}
+
+void ioReadContext::endSubPacket()
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (!packet)
+        return;
+    endChunk();
+    packet->leaveSubPacket(*this);
+}
+
+void ioReadContext::nextChunk()
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (!packet)
+        return;
+    endChunk();
+    packet->enterChunk(*this);
+    packet->setChunkOpen(true);
+}
+
+void ioReadContext::endChunk()
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (!packet || !packet->isChunkOpen())
+        return;
+    packet->leaveChunk(*this);
+    packet->setChunkOpen(false);
+}
+
+// ---- client handle
+
+ioClientReadContext::ioClientReadContext(ioReadContext& context) : readContext(context) {}
+
+ioClientReadContext::~ioClientReadContext() {}
+
+void ioClientReadContext::prePacketRead() {}
+
+void ioClientReadContext::postPacketRead() {}

@@ -1,0 +1,182 @@
+#include "internal/ioReferenceMapImpl.h"
+
+#include "ioPacketType.h"
+
+ioReferenceMap::~ioReferenceMap() {}
+
+ioReferenceMap* ioReferenceMap::create()
+{
+    return new ioReferenceMapImpl();
+}
+
+ioReferenceMapImpl::ioReferenceMapImpl() : usedEntries(0), nextNumber(1) {}
+
+int ioReferenceMapImpl::referenceOf(const void* object) const
+{
+    if (!object)
+        return 0;
+    auto it = numbers.find(object);
+    return it == numbers.end() ? 0 : it->second;
+}
+
+int ioReferenceMapImpl::newReference(const void* object)
+{
+    int number = nextNumber++;
+    if (object)
+        numbers[object] = number;
+    return number;
+}
+
+ioReferenceMapImpl::Entry* ioReferenceMapImpl::find(int number)
+{
+    if (number < 1)
+        return nullptr;
+    if (static_cast<size_t>(number) < entries.size())
+        return &entries[static_cast<size_t>(number)];
+    auto it = farEntries.find(number);
+    return it == farEntries.end() ? nullptr : &it->second;
+}
+
+const ioReferenceMapImpl::Entry* ioReferenceMapImpl::find(int number) const
+{
+    return const_cast<ioReferenceMapImpl*>(this)->find(number);
+}
+
+ioReferenceMapImpl::Entry& ioReferenceMapImpl::entryFor(int number)
+{
+    if (Entry* entry = find(number))
+        return *entry;
+    ++usedEntries;
+    size_t wanted = static_cast<size_t>(number) + growth;
+    size_t allowed = usedEntries * densePerUsedEntry;
+    if (allowed < denseFloor)
+        allowed = denseFloor;
+    if (wanted > allowed) {
+        Entry& far = farEntries[number];
+        far = Entry{0, 0, 0, nullptr, nullptr, -1};
+        return far;
+    }
+    entries.resize(wanted, Entry{0, 0, 0, nullptr, nullptr, -1});
+    // Far entries that the vector now covers move into it.
+    while (!farEntries.empty() && static_cast<size_t>(farEntries.begin()->first) < wanted) {
+        entries[static_cast<size_t>(farEntries.begin()->first)] = farEntries.begin()->second;
+        farEntries.erase(farEntries.begin());
+    }
+    return entries[static_cast<size_t>(number)];
+}
+
+void ioReferenceMapImpl::fillPendingSlots(Entry& entry)
+{
+    for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
+        *pendingSlots[static_cast<size_t>(i)].slot = entry.object;
+        if (entry.uses < (1u << 30) - 1)
+            ++entry.uses;
+    }
+    entry.firstPending = -1;
+}
+
+void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bool synonym)
+{
+    if (number < 1)
+        return;
+    Entry& entry = entryFor(number);
+    if (object)
+        numbers[object] = number;
+    entry.known = 1;
+    if (synonym && entry.defined)
+        return;
+    entry.defined = 1;
+    entry.object = object;
+    entry.type = type;
+    fillPendingSlots(entry);
+}
+
+void ioReferenceMapImpl::undefine(int number)
+{
+    Entry* entry = find(number);
+    if (!entry)
+        return;
+    if (entry->object) {
+        auto it = numbers.find(entry->object);
+        if (it != numbers.end() && it->second == number)
+            numbers.erase(it);
+    }
+    entry->defined = 0;
+    entry->object = nullptr;
+}
+
+bool ioReferenceMapImpl::isDefined(int number) const
+{
+    const Entry* entry = find(number);
+    return entry && entry->defined;
+}
+
+void* ioReferenceMapImpl::objectOf(int number) const
+{
+    const Entry* entry = find(number);
+    return entry && entry->defined ? entry->object : nullptr;
+}
+
+void ioReferenceMapImpl::use(int number, ioPacketType*)
+{
+    if (number < 1)
+        return;
+    Entry& entry = entryFor(number);
+    entry.known = 1;
+    if (entry.uses < (1u << 30) - 1)
+        ++entry.uses;
+}
+
+void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* type, int extra)
+{
+    *slot = nullptr;
+    if (number < 1)
+        return;
+    Entry& entry = entryFor(number);
+    entry.known = 1;
+    if (entry.defined) {
+        *slot = entry.object;
+        if (entry.uses < (1u << 30) - 1)
+            ++entry.uses;
+        return;
+    }
+    pendingSlots.push_back(PendingSlot{slot, type, extra, entry.firstPending});
+    entry.firstPending = static_cast<int32_t>(pendingSlots.size() - 1);
+}
+
+template <typename Visit> void ioReferenceMapImpl::forEachEntry(Visit visit)
+{
+    for (size_t number = 1; number < entries.size(); ++number)
+        visit(entries[number]);
+    for (auto& far : farEntries)
+        visit(far.second);
+}
+
+void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
+{
+    forEachEntry([&](Entry& entry) {
+        // Slots were added at the head of the list: report them in the order they were added.
+        std::vector<int32_t> waiting;
+        for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next)
+            waiting.push_back(i);
+        for (auto it = waiting.rbegin(); it != waiting.rend(); ++it) {
+            PendingSlot& pending = pendingSlots[static_cast<size_t>(*it)];
+            if (pending.type)
+                pending.type->handleUnresolvedPtr(client, pending.slot, pending.extra);
+        }
+        entry.firstPending = -1;
+        if (entry.defined && entry.uses == 0 && entry.type)
+            entry.type->handleUnreferencedMemory(client, entry.object);
+    });
+}
+
+void ioReferenceMapImpl::reportUnresolved(ioPacketType* type, void (*function)(void*, int))
+{
+    forEachEntry([&](Entry& entry) {
+        for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
+            const PendingSlot& pending = pendingSlots[static_cast<size_t>(i)];
+            if (!type || pending.type == type)
+                function(pending.slot, pending.extra);
+        }
+    });
+}

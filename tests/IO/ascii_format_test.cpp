@@ -1,0 +1,251 @@
+#include "ioPacketFileAscii.h"
+#include "ioTestHelpers.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+using ioTest::ErrorCapture;
+using ioTest::LambdaType;
+using ioTest::TestRegistry;
+
+namespace {
+
+// Types numbered 2 up to 11 so that the next one gets id 12.
+std::vector<ioPacketType*> fillerTypes(int count)
+{
+    std::vector<ioPacketType*> types;
+    for (int i = 0; i < count; ++i)
+        types.push_back(new LambdaType(("filler" + std::to_string(i)).c_str()));
+    return types;
+}
+
+std::string packetsOf(const std::string& file)
+{
+    size_t at = file.find("@\n{");
+    return at == std::string::npos ? "" : file.substr(at + 2);
+}
+
+} // namespace
+
+TEST(AsciiFormat, WorkedExampleIsWrittenByteForByte)
+{
+    qvTest::TempDir dir;
+    std::vector<ioPacketType*> types = fillerTypes(10);
+    types.push_back(new LambdaType("example"));
+    TestRegistry registry(false, types);
+    std::string file = ioTest::writeAsciiFile(dir.file("x.qv"), registry, [&](ioWriteContext& ctx) {
+        ioPacketType* example = registry.lookup("example");
+        ASSERT_EQ(example->getId(), 12);
+        ctx.startPacket(example);
+        ctx.writeInt(5);
+        ctx.writeCString("a{b");
+        ctx.startSubPacket();
+        ctx.writeFloat(1.5f);
+        ctx.writeDouble(0.1);
+        ctx.endSubPacket();
+        ctx.startSubPacket();
+        ctx.endSubPacket();
+        ctx.endPacket();
+    });
+    EXPECT_EQ(packetsOf(file), "{ 12 0 5 \"a\\{b\" \n  [ 1.5 0.1 ] \n  [ ] }\n{ 1 0 }\n");
+}
+
+TEST(AsciiFormat, WholeFileIsHeaderRegistryPacketsAndEndOfFile)
+{
+    qvTest::TempDir dir;
+    TestRegistry registry(false, {new LambdaType("point"), new LambdaType("label")});
+    int object = 0;
+    std::string file = ioTest::writeAsciiFile(dir.file("x.qv"), registry, [&](ioWriteContext& ctx) {
+        ctx.startPacket("point", &object);
+        ctx.writeDoubleArray(std::vector<double>{1.0, -2.5, 1e300}.data(), 3);
+        ctx.writeReference(&object, false);
+        ctx.startChunk();
+        ctx.writeInt64(-9223372036854775807LL - 1);
+        ctx.writeUInt64(18446744073709551615ULL);
+        ctx.endPacket();
+        ctx.writeCStringPacket("say \"hi\"");
+        ctx.writeCStringPacket(nullptr);
+        ctx.startPacket("label");
+        ctx.writeReference(&object, false);
+        ctx.writeBool(true);
+        ctx.writeChar(static_cast<char>(-1));
+        ctx.writeUChar(255);
+        ctx.writeShort(-32768);
+        ctx.writeUShort(65535);
+        ctx.writeUInt(4294967295u);
+        ctx.writeFloat(0.1f);
+        ctx.endPacket();
+    });
+    EXPECT_EQ(file, std::string(ioTest::asciiHeader())
+                        + "   0 packetFile_string\n   1 packetFile_EOF\n   2 point\n   3 label\n@\n"
+                          "{ 2 1 1 1 -2.5 1e+300 1 \n  < -9223372036854775808 "
+                          "18446744073709551615 > }\n"
+                          "{ 0 1 2 \"say \\\"hi\\\"\" }\n"
+                          "{ 3 0 1 1 -1 255 -32768 65535 4294967295 0.1 }\n"
+                          "{ 1 0 }\n");
+}
+
+TEST(AsciiFormat, ValuesReadBackAsTabled)
+{
+    qvTest::TempDir dir;
+    struct Seen {
+        char c = 0;
+        unsigned char uc = 0, ucFromMinus1 = 0;
+        float f = 0;
+        double d = 0, d17 = 0;
+        std::string first, second, special;
+        const char* firstPointer = nullptr;
+        int64_t i64 = 0;
+        uint64_t u64 = 0;
+        unsigned short us = 0;
+    } seen;
+    const double seventeenDigits = 0.1234567890123456789;
+    std::string special = "\"<>[\\]{}\nline\ttab \xC3\xA9";
+    TestRegistry writer(false, {new LambdaType("v")});
+    std::string file = ioTest::writeAsciiFile(dir.file("v.qv"), writer, [&](ioWriteContext& ctx) {
+        ctx.startPacket("v");
+        ctx.writeChar(static_cast<char>(-1));
+        ctx.writeUChar(255);
+        ctx.writeChar(static_cast<char>(-1));
+        ctx.writeFloat(0.1f);
+        ctx.writeDouble(1.0);
+        ctx.writeDouble(seventeenDigits);
+        ctx.writeCString("one");
+        ctx.writeCString("two");
+        ctx.writeCString(special.c_str());
+        ctx.writeInt64(-1234567890123456789LL);
+        ctx.writeUInt64(12345678901234567890ULL);
+        ctx.writeUShort(65535);
+        ctx.endPacket();
+    });
+    EXPECT_NE(file.find("{ 2 0 -1 255 -1 0.1 1 0.1234567890123457 \"one\" \"two\" "
+                        "\"\\\"\\<\\>\\[\\\\\\]\\{\\}\nline\ttab \xC3\xA9\" "),
+              std::string::npos)
+        << file;
+
+    TestRegistry reader(true, {new LambdaType("v", [&](ioClientReadContext& ctx) {
+        ctx->readChar(seen.c);
+        ctx->readUChar(seen.uc);
+        ctx->readUChar(seen.ucFromMinus1);
+        ctx->readFloat(seen.f);
+        ctx->readDouble(seen.d);
+        ctx->readDouble(seen.d17);
+        seen.firstPointer = ctx->readCString();
+        seen.first = seen.firstPointer;
+        seen.second = ctx->readCString();
+        seen.special = ctx->readCString();
+        seen.i64 = ctx->readInt64();
+        seen.u64 = ctx->readUInt64();
+        seen.us = ctx->readUShort();
+    })});
+    ioTest::ReadOutcome outcome = ioTest::readFile(dir.file("v.qv"), reader);
+    ASSERT_TRUE(outcome.opened);
+    EXPECT_EQ(outcome.status, ioOk);
+    EXPECT_EQ(seen.c, static_cast<char>(-1));
+    EXPECT_EQ(seen.uc, 255);
+    EXPECT_EQ(seen.ucFromMinus1, 255);
+    EXPECT_EQ(seen.f, 0.1f);
+    EXPECT_EQ(seen.d, 1.0);
+    EXPECT_NE(seen.d17, seventeenDigits);
+    EXPECT_NEAR(seen.d17, seventeenDigits, 1e-16);
+    EXPECT_EQ(seen.first, "one");
+    EXPECT_EQ(seen.second, "two");
+    EXPECT_EQ(seen.special, special);
+    // One process-wide string buffer: the first pointer now shows the latest string.
+    EXPECT_STREQ(seen.firstPointer, special.c_str());
+    EXPECT_EQ(seen.i64, -1234567890123456789LL);
+    EXPECT_EQ(seen.u64, 12345678901234567890ULL);
+    EXPECT_EQ(seen.us, 65535);
+}
+
+TEST(AsciiFormat, ReaderSkipsStrayTextAndKeepsEscapedBraces)
+{
+    qvTest::TempDir dir;
+    std::string path = dir.file("stray.qv");
+    qvTest::writeFileBytes(path, std::string(ioTest::asciiHeader())
+                                     + "   0 packetFile_string\n   1 packetFile_EOF\n   2 v\n@\n"
+                                       "stray text } here\n{ 2 0 \"x\\}y\" 7 }junk{ 1 0 }\n");
+    std::string text;
+    int number = 0;
+    TestRegistry reader(true, {new LambdaType("v", [&](ioClientReadContext& ctx) {
+        text = ctx->readCString();
+        number = ctx->readInt();
+    })});
+    ioTest::ReadOutcome outcome = ioTest::readFile(path, reader);
+    EXPECT_EQ(outcome.status, ioOk);
+    EXPECT_EQ(outcome.packets, 1);
+    EXPECT_EQ(text, "x}y");
+    EXPECT_EQ(number, 7);
+}
+
+TEST(AsciiFormat, SubPacketsAndChunksNestAndSkip)
+{
+    qvTest::TempDir dir;
+    TestRegistry writer(false, {new LambdaType("n")});
+    ioTest::writeAsciiFile(dir.file("n.qv"), writer, [&](ioWriteContext& ctx) {
+        ctx.startPacket("n");
+        ctx.writeInt(1);
+        ctx.startSubPacket();
+        ctx.writeInt(2);
+        ctx.startSubPacket();
+        ctx.writeCString("]>");
+        ctx.endSubPacket();
+        ctx.startChunk();
+        ctx.writeInt(3);
+        ctx.endSubPacket();
+        ctx.startSubPacket();
+        ctx.endSubPacket();
+        ctx.startChunk();
+        ctx.writeInt(4);
+        ctx.startChunk();
+        ctx.writeInt(5);
+        ctx.endPacket();
+    });
+    std::vector<int> values;
+    std::vector<bool> hasData;
+    TestRegistry reader(true, {new LambdaType("n", [&](ioClientReadContext& ctx) {
+        values.push_back(ctx->readInt());
+        ctx->startSubPacket();
+        hasData.push_back(ctx->subPacketHasData());
+        // Skips the rest of the sub-packet unread, nested sub-packet and chunk included.
+        ctx->endSubPacket();
+        ctx->startSubPacket();
+        hasData.push_back(ctx->subPacketHasData());
+        ctx->endSubPacket();
+        ctx->nextChunk();
+        ctx->nextChunk(); // leaves the first chunk unread
+        values.push_back(ctx->readInt());
+        ctx->endChunk();
+    })});
+    ioTest::ReadOutcome outcome = ioTest::readFile(dir.file("n.qv"), reader);
+    EXPECT_EQ(outcome.status, ioOk);
+    EXPECT_EQ(values, (std::vector<int>{1, 5}));
+    EXPECT_EQ(hasData, (std::vector<bool>{true, false}));
+}
+
+TEST(AsciiFormat, LongPacketsGrowTheTextAndAreWrittenWhole)
+{
+    qvTest::TempDir dir;
+    std::vector<double> values(20000);
+    for (size_t i = 0; i < values.size(); ++i)
+        values[i] = 1.0 / static_cast<double>(i + 3);
+    TestRegistry writer(false, {new LambdaType("big")});
+    std::string file = ioTest::writeAsciiFile(dir.file("big.qv"), writer, [&](ioWriteContext& ctx) {
+        ctx.startPacket("big");
+        ctx.writeInt(static_cast<int>(values.size()));
+        ctx.writeDoubleArray(values.data(), static_cast<int>(values.size()));
+        ctx.endPacket();
+    });
+    EXPECT_GT(file.size(), 300000u);
+    std::vector<double> back;
+    TestRegistry reader(true, {new LambdaType("big", [&](ioClientReadContext& ctx) {
+        back.resize(static_cast<size_t>(ctx->readInt()));
+        ctx->readDoubleArray(back.data(), static_cast<int>(back.size()));
+    })});
+    EXPECT_EQ(ioTest::readFile(dir.file("big.qv"), reader).status, ioOk);
+    ASSERT_EQ(back.size(), values.size());
+    for (size_t i = 0; i < values.size(); ++i)
+        EXPECT_NEAR(back[i], values[i], std::fabs(values[i]) * 1e-15) << i;
+}

@@ -1,0 +1,150 @@
+#ifndef IO_TEST_HELPERS_H
+#define IO_TEST_HELPERS_H
+
+// Shared by the packet-file tests: captured error text, a registry of ad-hoc types, and
+// one-call writing and reading of small files.
+
+#include "ioBufferedStream.h"
+#include "ioContext.h"
+#include "ioPacketRegistry.h"
+#include "ioPacketType.h"
+#include "qvTestSupport.h"
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace ioTest {
+
+// Collects everything reported through ioPacketFileError while it lives; a fatal error throws
+// FatalError instead of ending the test program.
+class ErrorCapture {
+public:
+    struct FatalError : std::runtime_error {
+        FatalError() : std::runtime_error("fatal packet file error") {}
+    };
+
+    ErrorCapture()
+    {
+        text().clear();
+        ioPacketFileErrorInit(&collect);
+        ioPacketFileAbortInit(&throwFatal);
+    }
+    ~ErrorCapture()
+    {
+        ioPacketFileErrorInit(nullptr);
+        ioPacketFileAbortInit(nullptr);
+    }
+    const std::string& messages() const { return text(); }
+
+private:
+    static std::string& text()
+    {
+        static std::string captured;
+        return captured;
+    }
+    static void collect(char* message) { text() += message; }
+    static void throwFatal() { throw FatalError(); }
+};
+
+// A registry of the types given to it (owned by it once init() ran).
+class TestRegistry : public ioPacketRegistry {
+public:
+    explicit TestRegistry(bool reading, std::vector<ioPacketType*> types = {})
+        : ioPacketRegistry(reading), pending(std::move(types))
+    {
+    }
+    ~TestRegistry() override
+    {
+        for (ioPacketType* type : pending)
+            delete type;
+    }
+
+protected:
+    void registerTypes() override
+    {
+        for (ioPacketType* type : pending)
+            supportedType(type);
+        pending.clear();
+    }
+
+private:
+    std::vector<ioPacketType*> pending;
+};
+
+// A type whose read runs a function (with captures).
+class LambdaType : public ioPacketType {
+public:
+    LambdaType(const char* name, std::function<void(ioClientReadContext&)> reader = {})
+        : ioPacketType(name), reader(std::move(reader))
+    {
+    }
+    void read(ioClientReadContext& ctx) override
+    {
+        if (reader)
+            reader(ctx);
+        else
+            ioPacketType::read(ctx);
+    }
+    void memoryNotReferenced(ioClientReadContext&, void* data) override { unreferenced.push_back(data); }
+    void hasUnresolvedPointer(ioClientReadContext&, void* data, int extra) override
+    {
+        unresolved.emplace_back(data, extra);
+    }
+
+    std::function<void(ioClientReadContext&)> reader;
+    std::vector<void*> unreferenced;
+    std::vector<std::pair<void*, int>> unresolved;
+};
+
+// Writes a whole ASCII file: startFile, body(ctx), endFile. Returns the file's bytes.
+inline std::string writeAsciiFile(const std::string& path, ioPacketRegistry& registry,
+                                  const std::function<void(ioWriteContext&)>& body,
+                                  ioStatus* status = nullptr)
+{
+    ioBufferedStreamOutput out;
+    out.openFile(path.c_str());
+    std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(out, ioWriteAscii, &registry));
+    ctx->startFile();
+    body(*ctx);
+    ctx->endFile();
+    if (status)
+        *status = ctx->getStatus();
+    out.close();
+    return qvTest::readFileBytes(path);
+}
+
+struct ReadOutcome {
+    bool opened = false;
+    ioStatus status = ioError;
+    int packets = 0;
+};
+
+// Reads a whole file with the given registry.
+inline ReadOutcome readFile(const std::string& path, ioPacketRegistry& registry)
+{
+    ReadOutcome outcome;
+    ioBufferedStreamInput in;
+    in.openFile(path.c_str());
+    std::unique_ptr<ioReadContext> ctx(ioReadContextAlloc(in, &registry));
+    if (!ctx)
+        return outcome;
+    outcome.opened = true;
+    ioClientReadContext client(*ctx);
+    ctx->readFile(client);
+    outcome.status = ctx->getStatus();
+    outcome.packets = ctx->getPacketsRead();
+    in.close();
+    return outcome;
+}
+
+inline const char* asciiHeader()
+{
+    return "^@\n1\n1 0 1\n1 2 4 8 4 8 4\n@\n";
+}
+
+} // namespace ioTest
+
+#endif

@@ -1,0 +1,362 @@
+#include "internal/ioReferenceMapImpl.h"
+#include "ioTestHelpers.h"
+
+#include <gtest/gtest.h>
+
+using ioTest::ErrorCapture;
+using ioTest::LambdaType;
+using ioTest::TestRegistry;
+
+namespace {
+
+std::string registryLines(const std::vector<std::string>& names)
+{
+    std::string text = "   0 packetFile_string\n   1 packetFile_EOF\n";
+    for (size_t i = 0; i < names.size(); ++i) {
+        char id[8];
+        std::snprintf(id, sizeof id, "%4d ", static_cast<int>(i + 2));
+        text += id + names[i] + "\n";
+    }
+    return text + "@\n";
+}
+
+struct HeaderCase {
+    std::string text;
+    bool valid;
+    ioReadMethod method;
+};
+
+} // namespace
+
+TEST(Header, WrittenBytesAndReadMethods)
+{
+    qvTest::TempDir dir;
+    std::string path = dir.file("h");
+    ioBufferedStreamOutput out;
+    out.openFile(path.c_str());
+    ioHeader(ioWriteAscii).writeHeader(out);
+    ioHeader(ioWriteBinaryDebug).writeHeader(out);
+    out.close();
+    EXPECT_EQ(qvTest::readFileBytes(path), std::string(ioTest::asciiHeader())
+                                               + "^@\n1\n1 3 1\n1 2 4 8 4 8 4\n@\n");
+
+    const HeaderCase cases[] = {
+        {"^@\n1\n1 0 1\n1 2 4 8 4 8 4\n@\n", true, ioReadAscii},
+        {"^@\n1\n1 1 1\n1 2 4 8 4 8 4\n@\n", true, ioReadBinarySameEndian},
+        {"^@\n1\n0 1 1\n1 2 4 8 4 8 4\n@\n", true, ioReadBinarySwapped},
+        {"^@\n1\n0 3 1\n1 2 4 8 4 8 4\n@\n", true, ioReadBinaryDebugSwapped},
+        {"^@\n1\n1 2 1\n1 2 4 8 4 8 4\n@\n", true, ioReadAsciiDebug},
+        {"^@\n1\n1 1 1\n1 2 4 4 4 8 4\n@\n", false, ioReadBinarySameEndian},
+        {"^@\n1\n1 0 1\n1 2 4 4 4 8 4\n@\n", true, ioReadAscii},
+        {"^@\n1\n1 1 0\n1 2 4 8 4 8 4\n@\n", false, ioReadBinarySameEndian},
+        {"^@\n1\n1 7 1\n1 2 4 8 4 8 4\n@\n", true, ioReadUnknown},
+        {"^@\n1\n1 0 1\n1 2 4 8 4 8 4\nextra words\n@\n", true, ioReadAscii},
+        {"^@\r\n1\n1 0 1\n", false, ioReadUnknown},
+        {"@^\n", false, ioReadUnknown},
+        {"", false, ioReadUnknown},
+        {"^@\n1\n1 0 1\n1 2 4 8 4 8 4\n", false, ioReadAscii},
+    };
+    for (const HeaderCase& c : cases) {
+        qvTest::writeFileBytes(path, c.text);
+        ioBufferedStreamInput in;
+        in.openFile(path.c_str());
+        ioHeader header;
+        EXPECT_EQ(header.readHeader(in), c.valid) << c.text;
+        if (c.valid) {
+            EXPECT_EQ(header.determineReadMethod(), c.method) << c.text;
+        }
+        in.close();
+    }
+}
+
+TEST(Registry, NumbersTypesAndReadsTheFileRegistry)
+{
+    qvTest::TempDir dir;
+    std::string path = dir.file("r");
+    TestRegistry writer(false, {new LambdaType("alpha"), new LambdaType("a name longer than four")});
+    writer.init();
+    writer.init();
+    EXPECT_EQ(writer.lookup("alpha")->getId(), 2);
+    EXPECT_EQ(writer.lookup(3), writer.lookup("a name longer than four"));
+    EXPECT_EQ(writer.lookup(4), nullptr);
+    EXPECT_EQ(writer.lookup(-1), nullptr);
+    EXPECT_EQ(writer.lookup("beta"), nullptr);
+    ioBufferedStreamOutput out;
+    out.openFile(path.c_str());
+    writer.writeRegistry(out);
+    out.close();
+    EXPECT_EQ(qvTest::readFileBytes(path), "   0 packetFile_string\n   1 packetFile_EOF\n   2 alpha\n"
+                                           "   3 a name longer than four\n@\n");
+
+    auto readRegistryText = [&](const std::string& text, ioPacketRegistry& registry) {
+        qvTest::writeFileBytes(path, text);
+        ioBufferedStreamInput in;
+        in.openFile(path.c_str());
+        ioStatus status = registry.readRegistry(in);
+        in.close();
+        return status;
+    };
+    TestRegistry gap(true, {new LambdaType("a"), new LambdaType("b"), new LambdaType("c")});
+    gap.init();
+    EXPECT_EQ(readRegistryText("0 a\n1 b\n3 c\n@\n", gap), ioBadData);
+    EXPECT_EQ(gap.lookup("a")->getId(), 0);
+    EXPECT_EQ(gap.lookup("b")->getId(), 1);
+    EXPECT_EQ(gap.lookup("c")->getId(), -1);
+    EXPECT_NE(std::string(gap.readProblem()).find("3 follows 1"), std::string::npos);
+
+    TestRegistry empty(true);
+    EXPECT_EQ(readRegistryText("@\n", empty), ioOk);
+    EXPECT_EQ(empty.lookup(0), nullptr);
+
+    // Unknown names become plain types; the file's order decides the numbers.
+    TestRegistry reader(true, {new LambdaType("b")});
+    reader.init();
+    EXPECT_EQ(readRegistryText("7 b\n8 unknown\n@\n", reader), ioOk);
+    EXPECT_EQ(reader.lookup(0), reader.lookup("b"));
+    ASSERT_NE(reader.lookup(1), nullptr);
+    EXPECT_STREQ(reader.lookup(1)->getName(), "unknown");
+
+    TestRegistry cut(true);
+    EXPECT_EQ(readRegistryText("0 a\n1 b\n", cut), ioError);
+    TestRegistry garbage(true);
+    EXPECT_EQ(readRegistryText("zzz\n@\n", garbage), ioBadData);
+}
+
+TEST(ContextAlloc, AsciiIsBuiltAndTheOtherMethodsAreNotYet)
+{
+    qvTest::TempDir dir;
+    std::string path = dir.file("a");
+    ioBufferedStreamOutput out;
+    out.openFile(path.c_str());
+    TestRegistry registry(false);
+    std::unique_ptr<ioWriteContext> ascii(ioWriteContextAlloc(out, ioWriteAscii, &registry));
+    ASSERT_NE(ascii, nullptr);
+    EXPECT_EQ(ascii->getRegistry(), &registry);
+    EXPECT_EQ(ascii->header().getMethod(), ioWriteAscii);
+    // The binary and type-checked encodings are not part of the library yet.
+    for (ioWriteMethod method : {ioWriteBinary, ioWriteAsciiDebug, ioWriteBinaryDebug})
+        EXPECT_EQ(ioWriteContextAlloc(out, method, &registry), nullptr) << method;
+    EXPECT_EQ(ioWriteContextAlloc(out, static_cast<ioWriteMethod>(4), &registry), nullptr);
+    out.close();
+
+    ErrorCapture errors;
+    for (const char* header : {"^@\n1\n1 1 1\n1 2 4 8 4 8 4\n@\n", "^@\n1\n0 1 1\n1 2 4 8 4 8 4\n@\n",
+                               "^@\n1\n1 2 1\n1 2 4 8 4 8 4\n@\n", "^@\n1\n1 3 1\n1 2 4 8 4 8 4\n@\n",
+                               "^@\n1\n1 7 1\n1 2 4 8 4 8 4\n@\n", "not a packet file"}) {
+        qvTest::writeFileBytes(path, header);
+        ioBufferedStreamInput in;
+        in.openFile(path.c_str());
+        EXPECT_EQ(ioReadContextAlloc(in, &registry), nullptr) << header;
+        in.close();
+    }
+    EXPECT_NE(errors.messages().find("Files of write method 1 cannot be read"), std::string::npos);
+    EXPECT_NE(errors.messages().find("no valid packet file header"), std::string::npos);
+}
+
+TEST(WriteContext, MisuseSetsErrorAndTheEndOfFileStillFollows)
+{
+    qvTest::TempDir dir;
+    ErrorCapture errors;
+    {
+        ioBufferedStreamOutput out;
+        out.openFile(dir.file("none").c_str());
+        std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(out, ioWriteAscii, nullptr));
+        ctx->startFile();
+        EXPECT_EQ(ctx->getStatus(), ioError);
+        EXPECT_TRUE(ctx->isStarted());
+        out.close();
+        EXPECT_EQ(qvTest::readFileBytes(dir.file("none")), "");
+    }
+    TestRegistry registry(false, {new LambdaType("t")});
+    ioStatus status = ioOk;
+    std::string file = ioTest::writeAsciiFile(dir.file("open"), registry, [&](ioWriteContext& ctx) {
+        ctx.startPacket("t");
+        ctx.writeInt(1);
+    }, &status);
+    EXPECT_EQ(status, ioError);
+    EXPECT_EQ(file, std::string(ioTest::asciiHeader()) + registryLines({"t"}) + "{ 1 0 }\n");
+
+    // The stack grows from 10 to 20 levels at the eleventh nested packet; inner packets are
+    // written first.
+    TestRegistry nested(false, {new LambdaType("t")});
+    file = ioTest::writeAsciiFile(dir.file("nested"), nested, [&](ioWriteContext& ctx) {
+        for (int level = 0; level < 11; ++level) {
+            ctx.startPacket("t");
+            ctx.writeInt(level);
+        }
+        EXPECT_EQ(ctx.getPacketStackCapacity(), 20);
+        EXPECT_EQ(ctx.getPacketDepth(), 10);
+        for (int level = 0; level < 11; ++level)
+            ctx.endPacket();
+    }, &status);
+    EXPECT_EQ(status, ioOk);
+    EXPECT_NE(file.find("@\n{ 2 0 10 }\n{ 2 0 9 }\n"), std::string::npos);
+    EXPECT_NE(file.find("{ 2 0 0 }\n{ 1 0 }\n"), std::string::npos);
+}
+
+TEST(ReadContext, ReferencesResolveForwardAndReportWhatIsLeft)
+{
+    qvTest::TempDir dir;
+    struct Item {
+        int value = 0;
+        Item* next = nullptr;
+        Item* used = nullptr;
+    };
+    Item a{1}, b{2}, c{3}, ghost{4};
+    a.next = &b;      // forward
+    b.next = &a;      // backward: a cycle
+    c.next = &ghost;  // never written: unresolved
+    TestRegistry writer(false, {new LambdaType("item")});
+    ioTest::writeAsciiFile(dir.file("refs"), writer, [&](ioWriteContext& ctx) {
+        for (Item* item : {&a, &b, &c}) {
+            ctx.startPacket("item", item);
+            ctx.writeInt(item->value);
+            ctx.writeReference(item->next, false);
+            ctx.endPacket();
+        }
+    });
+
+    std::vector<std::unique_ptr<Item>> items;
+    std::vector<void*> lookedUp;
+    LambdaType* itemType = new LambdaType("item", [&](ioClientReadContext& ctx) {
+        items.push_back(std::make_unique<Item>());
+        Item* item = items.back().get();
+        ctx->definePacketReference(item);
+        item->value = ctx->readInt();
+        ctx->readReferenceUsage(&item->next, item->value);
+        lookedUp.push_back(ctx->getReferenceDefinition(1));
+    });
+    TestRegistry reader(true, {itemType});
+    ioTest::ReadOutcome outcome = ioTest::readFile(dir.file("refs"), reader);
+    EXPECT_EQ(outcome.status, ioOk);
+    ASSERT_EQ(items.size(), 3u);
+    EXPECT_EQ(items[0]->next, items[1].get());
+    EXPECT_EQ(items[1]->next, items[0].get());
+    EXPECT_EQ(items[2]->next, nullptr);
+    EXPECT_EQ(lookedUp[0], items[0].get());
+    ASSERT_EQ(itemType->unresolved.size(), 1u);
+    EXPECT_EQ(itemType->unresolved[0].first, &items[2]->next);
+    EXPECT_EQ(itemType->unresolved[0].second, 3);
+    EXPECT_TRUE(itemType->isUnresolved());
+    EXPECT_EQ(itemType->unreferenced, std::vector<void*>{items[2].get()});
+    EXPECT_TRUE(itemType->isUnreferenced());
+    EXPECT_EQ(itemType->getNumUsages(), 3);
+}
+
+TEST(ReadContext, DirectReferenceOperations)
+{
+    qvTest::TempDir dir;
+    int x = 0, y = 0, z = 0;
+    TestRegistry writer(false, {new LambdaType("p")});
+    ioTest::writeAsciiFile(dir.file("direct"), writer, [&](ioWriteContext& ctx) {
+        ctx.startPacket("p");
+        ctx.writeReference(&x, false);
+        ctx.writeReference(&x, false);
+        ctx.writeReference(&y, false);
+        ctx.writeReference(nullptr, false);
+        ctx.endPacket();
+    });
+    int a = 0, b = 0, c = 0;
+    std::vector<std::string> log;
+    TestRegistry reader(true, {new LambdaType("p", [&](ioClientReadContext& ctx) {
+        ioReadContext& r = ctx.context();
+        int first = 0;
+        EXPECT_EQ(r.readReferenceUsage(first), nullptr); // 1 is not defined yet
+        EXPECT_EQ(first, 1);
+        r.defineReference(1, &a);
+        r.defineReferenceSynonym(1, &c);
+        EXPECT_EQ(r.getReferenceDefinition(1), &a);
+        EXPECT_EQ(r.getReference(&c), 1);
+        EXPECT_EQ(r.readReferenceUsage(), &a);
+        EXPECT_EQ(r.readReferenceDefinition(&b), 2);
+        EXPECT_TRUE(r.isReferenceDefined(&b));
+        r.undefineReference(&b);
+        EXPECT_FALSE(r.isReferenceDefined(2));
+        EXPECT_EQ(r.readReference(), 0);
+        EXPECT_FALSE(r.isReferenceDefined(0));
+        EXPECT_EQ(r.getReferenceDefinition(-5), nullptr);
+        EXPECT_EQ(r.getReferenceDefinition(123456), nullptr);
+        void* slot = &z;
+        r.resolveReference(0, &slot, 0);
+        EXPECT_EQ(slot, nullptr);
+        void* later = &z;
+        r.resolveReference(9, &later, 77);
+        r.reportUnresolvedPtrs(nullptr, [](void* s, int extra) {
+            EXPECT_EQ(extra, 77);
+            *static_cast<void**>(s) = s;
+        });
+        EXPECT_EQ(later, &later);
+        r.defineReference(9, &z);
+        EXPECT_EQ(later, &z);
+        log.push_back("done");
+    })});
+    EXPECT_EQ(ioTest::readFile(dir.file("direct"), reader).status, ioOk);
+    EXPECT_EQ(log.size(), 1u);
+}
+
+TEST(ReadContext, HaltSkippedPacketsAndMissingDefinitions)
+{
+    qvTest::TempDir dir;
+    std::string path = dir.file("f");
+    std::string head = std::string(ioTest::asciiHeader()) + registryLines({"p"});
+
+    // Flags 2 and above skip the packet, which still counts.
+    qvTest::writeFileBytes(path, head + "{ 2 2 99 }\n{ 2 0 5 }\n{ 1 0 }\n");
+    std::vector<int> seen;
+    TestRegistry reader(true, {new LambdaType("p", [&](ioClientReadContext& ctx) {
+        seen.push_back(ctx->readInt());
+    })});
+    ioTest::ReadOutcome outcome = ioTest::readFile(path, reader);
+    EXPECT_EQ(outcome.status, ioOk);
+    EXPECT_EQ(outcome.packets, 2);
+    EXPECT_EQ(seen, std::vector<int>{5});
+
+    // halt() inside a read ends with ioHalted and leaves references unreported.
+    qvTest::writeFileBytes(path, head + "{ 2 1 1 5 }\n{ 2 0 6 }\n{ 1 0 }\n");
+    int object = 0;
+    LambdaType* halting = new LambdaType("p", [&](ioClientReadContext& ctx) {
+        ctx->definePacketReference(&object);
+        ctx->halt();
+    });
+    TestRegistry haltReader(true, {halting});
+    outcome = ioTest::readFile(path, haltReader);
+    EXPECT_EQ(outcome.status, ioHalted);
+    EXPECT_EQ(outcome.packets, 1);
+    EXPECT_TRUE(halting->unreferenced.empty());
+
+    // A packet with a reference that its read never defines is a fatal error.
+    ErrorCapture errors;
+    TestRegistry careless(true, {new LambdaType("p", [](ioClientReadContext& ctx) { ctx->readInt(); })});
+    EXPECT_THROW(ioTest::readFile(path, careless), ErrorCapture::FatalError);
+    EXPECT_EQ(errors.messages(), "ioPacketFile: A packet type: 'p'\n"
+                                 "  had a reference associated with it but no \n"
+                                 "  definition was provided by the client code.\n"
+                                 "  The undefined reference is: 0.\n"
+                                 "ioPacketFile: Fatal error.  Aborting.\n");
+}
+
+TEST(ReferenceMap, GrowsInStepsAndKeepsForgedNumbersSparse)
+{
+    std::unique_ptr<ioReferenceMap> map(ioReferenceMap::create());
+    auto* impl = static_cast<ioReferenceMapImpl*>(map.get());
+    int objects[4];
+    map->define(1, &objects[0], nullptr, false);
+    EXPECT_EQ(impl->denseSize(), 20001u);
+    map->define(20000, &objects[1], nullptr, false);
+    EXPECT_EQ(impl->denseSize(), 20001u);
+    map->define(20001, &objects[1], nullptr, false);
+    EXPECT_EQ(impl->denseSize(), 40001u);
+
+    void* slot = &objects[3];
+    map->addPendingSlot(2000000000, &slot, nullptr, 0);
+    map->define(1999999999, &objects[2], nullptr, false);
+    EXPECT_EQ(impl->denseSize(), 40001u);
+    EXPECT_EQ(impl->sparseSize(), 2u);
+    EXPECT_EQ(slot, nullptr);
+    map->define(2000000000, &objects[3], nullptr, false);
+    EXPECT_EQ(slot, &objects[3]);
+    EXPECT_EQ(map->objectOf(1999999999), &objects[2]);
+    EXPECT_EQ(map->objectOf(20001), &objects[1]);
+    EXPECT_EQ(map->referenceOf(&objects[3]), 2000000000);
+    EXPECT_EQ(map->newReference(&objects[0]), 1);
+}

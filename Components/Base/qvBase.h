@@ -23,4 +23,17 @@
 #include "qvStringIString.h"
 #include "qvStringCharClass.h"
 
+// Files and operating system
+#include "qvOSFilename.h"
+#include "qvOSFileStatus.h"
+#include "qvOSFile.h"
+#include "qvOSLocalFile.h"
+#include "qvOSFileOps.h"
+#include "qvOSURL.h"
+#include "qvOSProcess.h"
+#include "qvOSSysInfo.h"
+#include "qvOSStopWatch.h"
+#include "qvOSLocale.h"
+#include "qvOSByteOrder.h"
+
 #endif

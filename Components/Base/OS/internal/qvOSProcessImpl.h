@@ -1,0 +1,16 @@
+#ifndef QVOS_INTERNAL_PROCESSIMPL_H
+#define QVOS_INTERNAL_PROCESSIMPL_H
+
+#include "qvOSProcess.h"
+
+namespace qvOS {
+
+// The program search that both platforms share; starting and waiting are the platform's.
+class ProcessManagerImpl : public ProcessManager {
+public:
+    qvUtil::Error findProgram(const qvString::CString& program, qvString::CString& path) override;
+};
+
+} // namespace qvOS
+
+#endif

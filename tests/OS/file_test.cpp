@@ -83,7 +83,9 @@ TEST(FileFactory, LocalNamesWorkFromTheStartAndTheTableHoldsTen)
 TEST(LocalFile, ReadWriteAndEndOfFile)
 {
     qvTest::TempDir temp;
-    const std::string path = temp.file("data.bin");
+    // Joined with the platform's separator, which the name accessors split at.
+    const std::string path =
+        temp.path() + (qvTest::runningOnWindows() ? "\\" : "/") + "data.bin";
     std::unique_ptr<File> f = fileFor(path);
     char buffer[16];
     unsigned int done = 0;
@@ -325,7 +327,8 @@ TEST(FileOps, CallableFromC)
         std::free(first);
         std::free(second);
         EXPECT_NE(one, two);
-        EXPECT_NE(one.find("QV_TMP"), std::string::npos);
+        // Some runtimes keep only the first three characters of the prefix.
+        EXPECT_NE(one.find("QV_"), std::string::npos);
         EXPECT_EQ(one.substr(one.size() - 4), ".dat");
         // The name lies in TEMP (the runtime may spell the directory differently on Windows).
         if (!qvTest::runningOnWindows()) {

@@ -92,11 +92,12 @@ Error LocalFile::write(const char* buffer, unsigned size, unsigned& done)
 bool LocalFile::isDirectory()
 {
     if (!directoryKnown) {
+        // One trailing separator goes: the system's status call refuses it.
         std::string path = name.asChar();
         const bool loneSeparator = path.length() == 1;
         const bool driveRoot = path.length() == 3 && path[1] == ':';
         if (!loneSeparator && !driveRoot && !path.empty()
-            && (path.back() == '\\' || path.back() == internal::nativeSeparator()))
+            && (path.back() == '/' || path.back() == internal::nativeSeparator()))
             path.pop_back();
         directory = internal::isDirectory(path);
         directoryKnown = true;

@@ -1,6 +1,7 @@
 #include "qvOSFilename.h"
 
 #include "internal/qvOSPlatform.h"
+#include "internal/qvOSSeparators.h"
 
 
 using qvString::CString;
@@ -190,12 +191,8 @@ bool Filename::makeDir()
 
 CString Filename::canonicalize(const CString& s, char sepChar)
 {
-    const char other = sepChar == '/' ? '\\' : '/';
-    CString result(s);
-    for (unsigned int i = 0; i < result.length(); ++i)
-        if (result[i] == other)
-            result[i] = sepChar;
-    return removeTrailingSeparators(removeDuplicateSeparators(result, sepChar), sepChar);
+    return removeTrailingSeparators(
+        removeDuplicateSeparators(internal::unifySeparators(s, sepChar), sepChar), sepChar);
 }
 
 CString Filename::removeDuplicateSeparators(const CString& s, char sepChar)

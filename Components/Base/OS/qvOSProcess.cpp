@@ -88,4 +88,11 @@ Error ProcessManagerImpl::findProgram(const CString& program, CString& path)
     return Error(2, "%s: program not found.", program.asChar());
 }
 
+Error ProcessManagerImpl::programOf(const std::vector<CString>& args, CString& path)
+{
+    if (args.empty())
+        return Error(2, "no executable specified");
+    return findProgram(args[0], path);
+}
+
 } // namespace qvOS

@@ -1,5 +1,6 @@
 #include "qvOSURL.h"
 
+#include "internal/qvOSSeparators.h"
 #include "qvStringCharClass.h"
 
 #include <cstdlib>
@@ -152,12 +153,7 @@ void URL::parse(const CString& n)
 
 CString URL::canonicalize(const CString& s, char sepChar)
 {
-    const char other = sepChar == '/' ? '\\' : '/';
-    CString result(s);
-    for (unsigned int i = 0; i < result.length(); ++i)
-        if (result[i] == other)
-            result[i] = sepChar;
-    return removeDuplicateSeparators(result, sepChar);
+    return removeDuplicateSeparators(internal::unifySeparators(s, sepChar), sepChar);
 }
 
 CString URL::getCanonicalPath() const

@@ -9,6 +9,10 @@ namespace qvOS {
 class ProcessManagerImpl : public ProcessManager {
 public:
     qvUtil::Error findProgram(const qvString::CString& program, qvString::CString& path) override;
+
+protected:
+    // The file to start for args[0], or the reason there is none.
+    qvUtil::Error programOf(const std::vector<qvString::CString>& args, qvString::CString& path);
 };
 
 } // namespace qvOS

@@ -18,10 +18,8 @@ class ProcessManagerPosixImpl : public ProcessManagerImpl {
 public:
     Error startProcess(const std::vector<CString>& args, ProcessHandle& process) override
     {
-        if (args.empty())
-            return Error(2, "no executable specified");
         CString path;
-        if (Error err = findProgram(args[0], path))
+        if (Error err = programOf(args, path))
             return err;
         std::vector<char*> argv;
         argv.reserve(args.size() + 1);

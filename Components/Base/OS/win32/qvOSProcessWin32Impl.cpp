@@ -51,10 +51,8 @@ class ProcessManagerWin32Impl : public ProcessManagerImpl {
 public:
     Error startProcess(const std::vector<CString>& args, ProcessHandle& process) override
     {
-        if (args.empty())
-            return Error(2, "no executable specified");
         CString path;
-        if (Error err = findProgram(args[0], path))
+        if (Error err = programOf(args, path))
             return err;
         // The program name is read up to its closing quote without escapes.
         std::string line = "\"" + std::string(path.asChar()) + "\"";

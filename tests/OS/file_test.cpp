@@ -172,6 +172,15 @@ TEST(LocalFile, DirectoriesListDeleteAndRefuse)
     EXPECT_EQ(fileFor(dirPath + "/b.txt")->readDir(entries, true).num(), 10);
     EXPECT_TRUE(entries.empty());
 
+    // A directory where a file was expected.
+    EXPECT_EQ(dir->open(File::ModeWrite).num(), 2);
+    EXPECT_FALSE(dir->isOpen());
+    std::unique_ptr<File> b = fileFor(dirPath + "/b.txt");
+    std::unique_ptr<File> ontoDir = fileFor(dirPath + "/a");
+    EXPECT_EQ(b->copyTo(*ontoDir).num(), 2);
+    EXPECT_TRUE(ontoDir->isDirectory());
+    EXPECT_EQ(qvOS::fileCopy((dirPath + "/b.txt").c_str(), (dirPath + "/a").c_str(), true).num(), 1);
+
     const Error notEmpty = dir->deleteSelf(File::DeleteNonRecursive);
     EXPECT_EQ(notEmpty.num(), 13);
     EXPECT_STREQ(notEmpty.message(), "The directory is not empty");

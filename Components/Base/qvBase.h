@@ -49,4 +49,17 @@
 #include "ioContext.h"
 #include "ioPacketFileAscii.h"
 
+// Files and operating system
+#include "qvOSFilename.h"
+#include "qvOSFileStatus.h"
+#include "qvOSFile.h"
+#include "qvOSLocalFile.h"
+#include "qvOSFileOps.h"
+#include "qvOSURL.h"
+#include "qvOSProcess.h"
+#include "qvOSSysInfo.h"
+#include "qvOSStopWatch.h"
+#include "qvOSLocale.h"
+#include "qvOSByteOrder.h"
+
 #endif

@@ -1,0 +1,98 @@
+#ifndef QVOS_INTERNAL_PLATFORM_H
+#define QVOS_INTERNAL_PLATFORM_H
+
+// Operating-system services of the file and system classes; posix/ and win32/ each implement
+// them. Paths are passed as the caller holds them; nativePath() turns a canonical name (with
+// backslashes) into one the platform's calls accept.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qvOS {
+
+class FileStatus;
+
+namespace internal {
+
+// '\\' on Windows, '/' on POSIX: the separator that joins names for the platform's calls.
+char nativeSeparator();
+// The name with every backslash turned into the native separator (unchanged on Windows).
+std::string nativePath(const std::string& name);
+
+// Working directory and directories.
+bool getCurrentDirectory(std::string& dir);
+bool setCurrentDirectory(const std::string& dir);
+bool makeDirectory(const std::string& dir);
+
+// Removing entries. Each returns 0 on success or the system's error number.
+int removeFile(const std::string& name);
+// Like removeFile; notEmpty tells the caller the directory still held entries.
+int removeDirectory(const std::string& name, bool& notEmpty);
+
+// True when name is an existing directory.
+bool isDirectory(const std::string& name);
+
+// Fills status for name (exists false, success, when nothing is there). Returns false only when
+// the platform could not answer for another reason.
+bool queryStatus(const std::string& name, FileStatus& status);
+
+// Entry names of a directory, without "." and "..". Returns 0 on success (an empty or missing
+// directory included when missingIsEmpty) or the system's error number.
+int listDirectory(const std::string& dir, std::vector<std::string>& names);
+
+// Copies a whole file. Returns 0 or the system's error number; failIfExists refuses an existing
+// destination. kind tells the portable code what the number means.
+enum class CopyFailure { none, notFound, exists, other };
+int copyFile(const std::string& from, const std::string& to, bool failIfExists,
+             CopyFailure& kind);
+// Deletes a file: 0 or the system's error number.
+int deleteFile(const std::string& name);
+// The C runtime's rename, refusing an existing destination on every platform. Returns the
+// runtime's result (0 or -1).
+int renameFile(const std::string& from, const std::string& to);
+
+// A name for a temporary file in dir starting with prefix that no other process will be handed;
+// empty when none can be made.
+std::string temporaryName(const std::string& dir, const char* prefix);
+// The directory for temporary names when TEMP is not set.
+std::string defaultTemporaryDirectory();
+
+// Volume size of the directory holding path. fullPath receives the absolute path (step one,
+// false when it cannot be made), dir the directory queried.
+struct VolumeSpace {
+    std::uint64_t totalBytes = 0;
+    std::uint64_t availBytes = 0;
+};
+bool absolutePath(const std::string& path, std::string& full);
+std::string containingDirectory(const std::string& full);
+// 0 or the system's error number.
+int volumeSpace(const std::string& dir, VolumeSpace& space);
+
+// System information.
+unsigned int pageSize();
+unsigned int processorCount();
+struct MemoryStatus {
+    std::uint64_t totalPhysical = 0;
+    std::uint64_t availPhysical = 0;
+    std::uint64_t totalVirtual = 0;
+    std::uint64_t availVirtual = 0;
+};
+MemoryStatus memoryStatus();
+// The machine's name, or false.
+bool hostName(std::string& name);
+
+// A monotonic counter and its ticks per second.
+std::int64_t counterNow();
+std::int64_t counterFrequency();
+
+// Program search: true when name is a file that can be started (on Windows: it exists).
+bool isProgram(const std::string& name);
+// The PATH list separator and the executable suffix tried after the plain name ("" on POSIX).
+char pathListSeparator();
+const char* executableSuffix();
+
+} // namespace internal
+} // namespace qvOS
+
+#endif

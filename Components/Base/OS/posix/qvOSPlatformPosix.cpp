@@ -1,0 +1,337 @@
+#include "../internal/qvOSPlatform.h"
+
+#include "qvOSFileStatus.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/sysinfo.h>
+#include <sys/resource.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace qvOS {
+namespace internal {
+
+char nativeSeparator()
+{
+    return '/';
+}
+
+std::string nativePath(const std::string& name)
+{
+    std::string path(name);
+    for (char& c : path)
+        if (c == '\\')
+            c = '/';
+    return path;
+}
+
+bool getCurrentDirectory(std::string& dir)
+{
+    char buffer[PATH_MAX];
+    if (!::getcwd(buffer, sizeof buffer))
+        return false;
+    dir = buffer;
+    return true;
+}
+
+bool setCurrentDirectory(const std::string& dir)
+{
+    return ::chdir(dir.c_str()) == 0;
+}
+
+bool makeDirectory(const std::string& dir)
+{
+    return ::mkdir(dir.c_str(), 0777) == 0;
+}
+
+int removeFile(const std::string& name)
+{
+    return ::unlink(name.c_str()) == 0 ? 0 : errno;
+}
+
+int removeDirectory(const std::string& name, bool& notEmpty)
+{
+    if (::rmdir(name.c_str()) == 0)
+        return 0;
+    const int err = errno;
+    notEmpty = err == ENOTEMPTY || err == EEXIST;
+    return err;
+}
+
+bool isDirectory(const std::string& name)
+{
+    struct stat info;
+    return ::stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool queryStatus(const std::string& name, FileStatus& status)
+{
+    struct stat info;
+    if (::stat(name.c_str(), &info) != 0)
+        return errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
+    status.setExists(true);
+    status.setIsReadable(::access(name.c_str(), R_OK) == 0);
+    status.setIsWritable(::access(name.c_str(), W_OK) == 0);
+    status.setIsDirectory(S_ISDIR(info.st_mode));
+    status.setIsFile(S_ISREG(info.st_mode));
+    status.setIsRemote(false);
+    status.setSize(static_cast<unsigned int>(info.st_size));
+    // POSIX keeps no creation time; the status-change time is the nearest it has.
+    status.setCreationDate(static_cast<long>(info.st_ctime));
+    status.setLastModification(static_cast<long>(info.st_mtime));
+    return true;
+}
+
+int listDirectory(const std::string& dir, std::vector<std::string>& names)
+{
+    DIR* stream = ::opendir(dir.c_str());
+    if (!stream)
+        return errno == ENOENT ? 0 : errno;
+    errno = 0;
+    while (const dirent* entry = ::readdir(stream)) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..")
+            names.push_back(name);
+    }
+    const int err = errno;
+    ::closedir(stream);
+    return err;
+}
+
+namespace {
+
+// Writes all of size bytes, retrying after interruptions and short writes.
+bool writeAll(int fd, const char* data, std::size_t size)
+{
+    while (size > 0) {
+        const ssize_t n = ::write(fd, data, size);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        data += n;
+        size -= static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+} // namespace
+
+int copyFile(const std::string& from, const std::string& to, bool failIfExists,
+             CopyFailure& kind)
+{
+    kind = CopyFailure::other;
+    const int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0) {
+        const int err = errno;
+        if (err == ENOENT)
+            kind = CopyFailure::notFound;
+        return err;
+    }
+    struct stat info;
+    if (::fstat(in, &info) != 0 || S_ISDIR(info.st_mode)) {
+        const int err = S_ISDIR(info.st_mode) ? EISDIR : errno;
+        ::close(in);
+        return err;
+    }
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
+    const int out = ::open(to.c_str(), flags, info.st_mode & 07777);
+    if (out < 0) {
+        const int err = errno;
+        ::close(in);
+        if (err == EEXIST)
+            kind = CopyFailure::exists;
+        return err;
+    }
+    static const std::size_t blockSize = 1 << 16;
+    std::vector<char> block(blockSize);
+    int err = 0;
+    for (;;) {
+        const ssize_t n = ::read(in, block.data(), blockSize);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 || (n > 0 && !writeAll(out, block.data(), static_cast<std::size_t>(n)))) {
+            err = errno;
+            break;
+        }
+        if (n == 0)
+            break;
+    }
+    ::close(in);
+    if (::close(out) != 0 && err == 0)
+        err = errno;
+    if (err != 0) {
+        // No half-copied regular file is left behind (a device such as /dev/full stays).
+        struct stat written;
+        if (::stat(to.c_str(), &written) == 0 && S_ISREG(written.st_mode))
+            ::unlink(to.c_str());
+        return err;
+    }
+    kind = CopyFailure::none;
+    return 0;
+}
+
+int deleteFile(const std::string& name)
+{
+    return ::unlink(name.c_str()) == 0 ? 0 : errno;
+}
+
+int renameFile(const std::string& from, const std::string& to)
+{
+    // rename() would replace an existing destination; the library's contract refuses it.
+    struct stat info;
+    if (::lstat(to.c_str(), &info) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return std::rename(from.c_str(), to.c_str());
+}
+
+std::string defaultTemporaryDirectory()
+{
+    const char* dir = std::getenv("TMPDIR");
+    return dir && *dir ? dir : "/tmp";
+}
+
+std::string temporaryName(const std::string& dir, const char* prefix)
+{
+    // The process id and a per-process counter keep names apart between and within processes;
+    // the clock separates a recycled process id from its predecessor.
+    static std::atomic<unsigned int> counter{0};
+    std::string base = dir;
+    if (!base.empty() && base.back() != '/')
+        base += '/';
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const auto stamp = static_cast<unsigned long long>(
+            std::chrono::steady_clock::now().time_since_epoch().count());
+        char name[96];
+        std::snprintf(name, sizeof name, "%s%lx_%x_%llx", prefix,
+                      static_cast<unsigned long>(::getpid()), counter++, stamp & 0xFFFFFFFFull);
+        const std::string candidate = base + name;
+        struct stat info;
+        if (::lstat(candidate.c_str(), &info) != 0 && errno == ENOENT)
+            return candidate;
+    }
+    return std::string();
+}
+
+bool absolutePath(const std::string& path, std::string& full)
+{
+    if (path.empty())
+        return false;
+    std::string native = nativePath(path);
+    if (native[0] == '/') {
+        full = native;
+        return true;
+    }
+    std::string cwd;
+    if (!getCurrentDirectory(cwd))
+        return false;
+    full = cwd + (cwd.back() == '/' ? "" : "/") + native;
+    return true;
+}
+
+std::string containingDirectory(const std::string& full)
+{
+    const std::size_t slash = full.rfind('/');
+    return slash == std::string::npos ? std::string("/") : full.substr(0, slash + 1);
+}
+
+int volumeSpace(const std::string& dir, VolumeSpace& space)
+{
+    struct statvfs info;
+    if (::statvfs(dir.c_str(), &info) != 0)
+        return errno;
+    space.totalBytes = static_cast<std::uint64_t>(info.f_blocks) * info.f_frsize;
+    space.availBytes = static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
+    return 0;
+}
+
+unsigned int pageSize()
+{
+    const long size = ::sysconf(_SC_PAGESIZE);
+    return size > 0 ? static_cast<unsigned int>(size) : 4096u;
+}
+
+unsigned int processorCount()
+{
+    const long count = ::sysconf(_SC_NPROCESSORS_ONLN);
+    return count > 0 ? static_cast<unsigned int>(count) : 1u;
+}
+
+MemoryStatus memoryStatus()
+{
+    MemoryStatus status;
+    struct sysinfo info;
+    if (::sysinfo(&info) == 0) {
+        status.totalPhysical = static_cast<std::uint64_t>(info.totalram) * info.mem_unit;
+        status.availPhysical = static_cast<std::uint64_t>(info.freeram) * info.mem_unit;
+    }
+    // The process's address space: its limit, or what a pointer can reach.
+    struct rlimit limit;
+    std::uint64_t total = sizeof(void*) >= 8 ? (std::uint64_t(1) << 47) : 0xFFFFFFFFull;
+    if (::getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY)
+        total = static_cast<std::uint64_t>(limit.rlim_cur);
+    status.totalVirtual = total;
+    std::uint64_t used = 0;
+    if (std::FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        unsigned long pages = 0;
+        if (std::fscanf(statm, "%lu", &pages) == 1)
+            used = static_cast<std::uint64_t>(pages) * pageSize();
+        std::fclose(statm);
+    }
+    status.availVirtual = used < total ? total - used : 0;
+    return status;
+}
+
+bool hostName(std::string& name)
+{
+    char buffer[256];
+    if (::gethostname(buffer, sizeof buffer) != 0)
+        return false;
+    buffer[sizeof buffer - 1] = 0;
+    name = buffer;
+    return true;
+}
+
+std::int64_t counterNow()
+{
+    struct timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
+std::int64_t counterFrequency()
+{
+    return 1000000000;
+}
+
+bool isProgram(const std::string& name)
+{
+    struct stat info;
+    return ::stat(name.c_str(), &info) == 0 && S_ISREG(info.st_mode)
+        && ::access(name.c_str(), X_OK) == 0;
+}
+
+char pathListSeparator()
+{
+    return ':';
+}
+
+const char* executableSuffix()
+{
+    return "";
+}
+
+} // namespace internal
+} // namespace qvOS

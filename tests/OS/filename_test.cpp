@@ -1,0 +1,127 @@
+#include "qvOSFilename.h"
+#include "qvTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using qvOS::Filename;
+using qvString::CString;
+
+namespace {
+
+struct SplitCase {
+    const char* input;
+    const char* name;
+    const char* prefix;
+    const char* dirname;
+    const char* basename;
+    const char* trunk;
+    const char* suffix;
+    bool absolute;
+};
+
+std::string str(const CString& s)
+{
+    return s.asChar();
+}
+
+} // namespace
+
+TEST(Filename, CanonicalFormAndSplitFollowTheWin32TextRules)
+{
+    const SplitCase cases[] = {
+        {"C:/dir//sub/", "C:\\dir\\sub", "C:", "C:\\dir", "sub", "sub", "", true},
+        {"C:\\", "C:\\", "C:", "C:", "\\", "\\", "", true},
+        {"C:", "C:", "C:", "C:", "", "", "", false},
+        {"C:foo.txt", "C:foo.txt", "C:", "C:", "foo.txt", "foo", "txt", false},
+        {"\\\\server\\share\\dir\\file.txt", "\\\\server\\share\\dir\\file.txt",
+         "\\\\server\\share", "\\\\server\\share\\dir", "file.txt", "file", "txt", true},
+        {"\\\\server\\share\\file.txt", "\\\\server\\share\\file.txt", "\\\\server\\share",
+         "\\\\server\\share", "file.txt", "file", "txt", true},
+        {"\\\\server\\share", "\\\\server\\share", "\\\\server\\share", "\\\\server\\share", "",
+         "", "", true},
+        {"\\\\server\\\\\\share\\\\", "\\\\server\\share", "\\\\server\\share",
+         "\\\\server\\share", "", "", "", true},
+        {"//server/", "\\\\server\\", "\\\\server\\", "\\\\server\\", "", "", "", true},
+        {"\\file", "\\file", "", "\\", "file", "file", "", false},
+        {"/", "\\", "", "", "\\", "\\", "", false},
+        {"\\\\", "\\", "", "", "\\", "\\", "", false},
+        {"file", "file", "", "", "file", "file", "", false},
+        {"a/b/c.tar.gz", "a\\b\\c.tar.gz", "", "a\\b", "c.tar.gz", "c.tar", "gz", false},
+        {".cshrc", ".cshrc", "", "", ".cshrc", "", "cshrc", false},
+        {".", ".", "", "", ".", "", "", false},
+        {"..", "..", "", "", "..", ".", "", false},
+        {"dir/name.", "dir\\name.", "", "dir", "name.", "name", "", false},
+        {"", "", "", "", "", "", "", false},
+    };
+    for (const SplitCase& c : cases) {
+        SCOPED_TRACE(c.input);
+        Filename f{CString(c.input)};
+        EXPECT_EQ(str(f.name()), c.name);
+        EXPECT_EQ(str(f.prefix()), c.prefix);
+        EXPECT_EQ(str(f.dirname()), c.dirname);
+        EXPECT_EQ(str(f.basename()), c.basename);
+        EXPECT_EQ(str(f.baseTrunk()), c.trunk);
+        EXPECT_EQ(str(f.baseSuffix()), c.suffix);
+        EXPECT_EQ(f.isAbsolute(), c.absolute);
+        const std::vector<CString> parts = f.components();
+        ASSERT_EQ(parts.size(), 5u);
+        EXPECT_EQ(str(parts[1]), c.dirname);
+        EXPECT_EQ(str(parts[4]), c.suffix);
+    }
+}
+
+TEST(Filename, TwoStringJoinKeepsSlashesAndGluesBareDrives)
+{
+    EXPECT_EQ(str(Filename(CString("a/b"), CString("c")).name()), "a/b\\c");
+    EXPECT_EQ(str(Filename(CString(""), CString("")).name()), "");
+    EXPECT_EQ(str(Filename(CString("dir\\"), CString("")).name()), "dir");
+    EXPECT_EQ(str(Filename(CString(""), CString("x\\\\y")).name()), "x\\y");
+    EXPECT_EQ(str(Filename(CString("C:"), CString("x")).name()), "C:x");
+    EXPECT_EQ(str(Filename(CString("C:\\"), CString("x")).name()), "C:\\x");
+    EXPECT_EQ(str(Filename(CString("dir\\"), CString("\\name\\")).name()), "dir\\name");
+    const Filename dir(CString("C:/top")), base(CString("f.txt"));
+    EXPECT_EQ(str(Filename(dir, base).name()), "C:\\top\\f.txt");
+}
+
+TEST(Filename, AssignmentDropsTheSplitAndCopiesTheNameAsItStands)
+{
+    Filename f(CString("C:/one/two.txt"));
+    EXPECT_EQ(str(f.dirname()), "C:\\one");
+    f = CString("D:/three/four.dat");
+    EXPECT_EQ(str(f.dirname()), "D:\\three");
+    EXPECT_EQ(str(f.baseSuffix()), "dat");
+
+    // A joined name keeps its slash; copying must not canonicalise it again.
+    const Filename joined(CString("a/b"), CString("c"));
+    Filename copy;
+    copy = joined;
+    EXPECT_EQ(str(copy.name()), "a/b\\c");
+    const Filename constructed(joined);
+    EXPECT_EQ(str(constructed.name()), "a/b\\c");
+    EXPECT_EQ(str(constructed.basename()), "c");
+    EXPECT_EQ(Filename::separator(), '\\');
+    EXPECT_EQ(Filename::maxLength(), 260u);
+}
+
+TEST(Filename, WorkingDirectoryAndMakeDir)
+{
+    qvTest::TempDir temp;
+    Filename start;
+    start.getCwd();
+    ASSERT_FALSE(start.name().isEmpty());
+
+    Filename dir(CString(temp.file("made").c_str()));
+    EXPECT_TRUE(dir.makeDir());
+    EXPECT_FALSE(dir.makeDir()); // already there
+    EXPECT_FALSE(Filename(CString(temp.file("no/such/parent").c_str())).makeDir());
+
+    ASSERT_TRUE(dir.setCwd());
+    Filename now;
+    now.getCwd();
+    EXPECT_EQ(str(now.basename()), "made");
+    EXPECT_TRUE(start.setCwd());
+    EXPECT_FALSE(Filename(CString(temp.file("missing").c_str())).setCwd());
+}

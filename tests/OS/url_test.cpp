@@ -1,0 +1,107 @@
+#include "qvOSURL.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using qvOS::URL;
+using qvString::CString;
+
+namespace {
+
+std::string str(const CString& s)
+{
+    return s.asChar();
+}
+
+} // namespace
+
+TEST(URL, SchemeLessAndFileNamesAreLocal)
+{
+    const URL drive(CString("C://dir"));
+    EXPECT_EQ(str(drive.getProtocol()), "file");
+    EXPECT_EQ(str(drive.name()), "C:\\dir");
+    EXPECT_TRUE(drive.IsLocalFile());
+    EXPECT_TRUE(drive.IsAbsolutePath());
+    EXPECT_EQ(drive.getSeparator(), '\\');
+
+    const URL file(CString("FILE:///C:/dir/f.txt"));
+    EXPECT_EQ(str(file.getProtocol()), "file");
+    EXPECT_EQ(str(file.name()), "C:\\dir\\f.txt");
+    EXPECT_TRUE(file.IsLocalFile());
+    EXPECT_TRUE(file.IsAbsolutePath());
+    EXPECT_EQ(str(file.getDirname()), "C:\\dir\\");
+    EXPECT_EQ(str(file.getName()), "f.txt");
+
+    EXPECT_FALSE(URL(CString("relative/name")).IsAbsolutePath());
+    EXPECT_TRUE(URL(CString("dir\\")).isDirectoryName());
+    EXPECT_TRUE(URL(CString("")).isDirectoryName());
+    EXPECT_FALSE(URL(CString("dir")).isDirectoryName());
+    EXPECT_TRUE(IsLocalFile("C:\\x"));
+    EXPECT_FALSE(IsAbsolutePath("x\\y"));
+}
+
+TEST(URL, NetworkNamesSplitIntoTheirParts)
+{
+    const URL u(CString("HTTPS://Server:8443/a//b?x=1#top"));
+    EXPECT_EQ(str(u.getProtocol()), "https");
+    EXPECT_EQ(str(u.getAuthority()), "server:8443");
+    EXPECT_EQ(str(u.getHost()), "server");
+    EXPECT_EQ(u.getPort(), 8443);
+    EXPECT_EQ(str(u.getPath()), "/a/b");
+    EXPECT_EQ(str(u.getQuery()), "x=1");
+    EXPECT_EQ(str(u.getRef()), "top");
+    EXPECT_EQ(str(u.getCanonicalPath()), "\\a\\b");
+    EXPECT_EQ(str(u.getDirname()), "/a/");
+    EXPECT_EQ(str(u.getName()), "b");
+    EXPECT_EQ(u.getSeparator(), '/');
+    EXPECT_FALSE(u.IsLocalFile());
+
+    EXPECT_EQ(URL(CString("ftp://server")).getPort(), 21);
+    EXPECT_EQ(URL(CString("telnet://server")).getPort(), 23);
+    EXPECT_EQ(URL(CString("gopher://server")).getPort(), 80);
+    EXPECT_EQ(URL(CString("https://server")).getPort(), 443);
+    EXPECT_EQ(str(URL(CString("http://server")).getPath()), "/");
+    EXPECT_TRUE(IsAbsolutePath("http://server"));
+    EXPECT_FALSE(IsLocalFile("http://server/x"));
+
+    const URL refOnly(CString("http://host/p#frag?not"));
+    EXPECT_EQ(str(refOnly.getPath()), "/p");
+    EXPECT_EQ(str(refOnly.getRef()), "frag?not");
+    EXPECT_EQ(str(refOnly.getQuery()), "");
+    const URL noHost(CString("http://?q"));
+    EXPECT_EQ(str(noHost.getAuthority()), "");
+    EXPECT_EQ(str(noHost.getQuery()), "q");
+}
+
+TEST(URL, CopiesKeepEveryFieldAndComparePathFollowsTheProtocol)
+{
+    const URL original(CString("http://h:81/dir/Name.txt?q#r"));
+    URL copy(original);
+    EXPECT_EQ(copy.getSeparator(), '/');
+    EXPECT_EQ(copy.getPort(), 81);
+    EXPECT_EQ(str(copy.getDirname()), "/dir/");
+    URL assigned(CString("x"));
+    assigned = original;
+    EXPECT_EQ(str(assigned.getQuery()), "q");
+    EXPECT_EQ(str(assigned.getRef()), "r");
+
+    EXPECT_FALSE(original.comparePath(URL(CString("http://h/other/name.txt"))));
+    EXPECT_TRUE(original.comparePath(URL(CString("ftp://x/other/Name.txt"))));
+    EXPECT_TRUE(URL(CString("C:\\a\\File.TXT")).comparePath(URL(CString("d:/file.txt"))));
+}
+
+TEST(URL, IllegalCharacters)
+{
+    EXPECT_TRUE(URL::hasIllegalCharacters(CString("a b")));
+    EXPECT_TRUE(URL::hasIllegalCharacters(CString("100%")));
+    EXPECT_TRUE(URL::hasIllegalCharacters(CString("tab\there")));
+    EXPECT_FALSE(URL::hasIllegalCharacters(CString("a-b_c.d")));
+    EXPECT_FALSE(URL::hasIllegalCharacters(CString("C:\\x/y[1]")));
+
+    EXPECT_FALSE(URL(CString("http://host/a/b.txt")).hasIllegalCharacters());
+    EXPECT_TRUE(URL(CString("http://host/a[1]")).hasIllegalCharacters());
+    EXPECT_TRUE(URL(CString("http://ho$t/a")).hasIllegalCharacters());
+    EXPECT_TRUE(URL(CString("ht[tp://host/a")).hasIllegalCharacters());
+    EXPECT_FALSE(URL(CString("C:\\dir\\file.txt")).hasIllegalCharacters());
+}

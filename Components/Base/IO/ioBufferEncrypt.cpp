@@ -165,9 +165,9 @@ void ioBufferEncrypt::write(const char* data, int size)
 
 void ioBufferEncrypt::finish()
 {
-    if (isInput)
-        return;
-    flush();
+    // A section that moved no data still holds its marker: write it, or consume it.
+    if (!isInput)
+        flush();
     initialise();
 }
 

@@ -33,7 +33,8 @@ public:
     // library's built-in key.
     static void setKey(const unsigned char* key);
 
-    // Output: writes the pending area (and the marker, when nothing was written yet).
+    // Output: writes the pending area (and the marker, when nothing was written yet). Input:
+    // reads the marker when nothing was read yet, so an empty section pops cleanly.
     void finish() override;
     int type() const override;
     // finish(), then close the buffer beneath.

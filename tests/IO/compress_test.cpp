@@ -131,3 +131,99 @@ TEST(Compress, SeveralSectionsInOneStream)
     in.readChar();
     EXPECT_EQ(in.getStatus(), ioStreamEOF);
 }
+
+namespace {
+
+// Packs codes of the given widths least significant bit first, each group padded to its width.
+std::string packCodes(const std::vector<std::pair<int, int>>& codes)
+{
+    std::string out = "\x1F\x9D\x90";
+    uint64_t bits = 0;
+    int count = 0;
+    for (const auto& code : codes) {
+        bits |= static_cast<uint64_t>(code.first) << count;
+        count += code.second;
+        while (count >= 8) {
+            out += static_cast<char>(bits & 0xFF);
+            bits >>= 8;
+            count -= 8;
+        }
+    }
+    if (count > 0)
+        out += static_cast<char>(bits & 0xFF);
+    return out;
+}
+
+ioStreamStatus decodeStatus(const std::string& bytes, std::string* decoded = nullptr)
+{
+    ioTest::MemoryInput in(bytes);
+    in.compress(true);
+    std::string out;
+    char area[4096];
+    int n;
+    while ((n = in.readData(area, sizeof area)) > 0)
+        out.append(area, static_cast<size_t>(n));
+    if (decoded)
+        *decoded = out;
+    return in.getStatus();
+}
+
+} // namespace
+
+TEST(Compress, DamagedInputEndsInAnErrorStatus)
+{
+    std::string good = ioTest::writeFiltered(lzw, ioTest::mixedData(20000, 11));
+    ASSERT_EQ(decodeStatus(good), ioStreamEndOfSection);
+
+    // Magic: a wrong third byte fails before any data; so does an empty or too short input.
+    std::string bad = good;
+    bad[2] = '\x10';
+    std::string decoded;
+    EXPECT_EQ(decodeStatus(bad, &decoded), ioStreamIOError);
+    EXPECT_TRUE(decoded.empty());
+    EXPECT_EQ(decodeStatus(""), ioStreamIOError);
+    EXPECT_EQ(decodeStatus("\x1F\x9D"), ioStreamIOError);
+
+    // Cut anywhere: the section must end with its end code, so every cut is an error, and
+    // what was decoded before it is a prefix of the data.
+    std::string data = ioTest::mixedData(20000, 11);
+    for (size_t cut = 3; cut < good.size(); cut += cut < 200 ? 1 : 61) {
+        ASSERT_EQ(decodeStatus(good.substr(0, cut), &decoded), ioStreamIOError) << cut;
+        ASSERT_EQ(data.compare(0, decoded.size(), decoded), 0) << cut;
+    }
+
+    // Forged codes: a first code above 255, a code beyond the next free code, a clear followed
+    // by a code that is not a literal, a stream that stops mid-group.
+    EXPECT_EQ(decodeStatus(packCodes({{300, 9}, {257, 9}, {0, 54}})), ioStreamIOError);
+    EXPECT_EQ(decodeStatus(packCodes({{256, 9}, {0, 63}})), ioStreamIOError);
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {259, 9}, {257, 9}, {0, 45}})), ioStreamIOError);
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {256, 9}, {0, 54}, {258, 9}, {257, 9}, {0, 54}})), ioStreamIOError);
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {66, 9}})), ioStreamIOError);
+    // The same shapes made valid decode: the code being defined, and a literal after a clear.
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {258, 9}, {257, 9}, {0, 45}}), &decoded), ioStreamEndOfSection);
+    EXPECT_EQ(decoded, "AAA");
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {256, 9}, {0, 54}, {66, 9}, {257, 9}, {0, 54}}), &decoded),
+              ioStreamEndOfSection);
+    EXPECT_EQ(decoded, "AB");
+
+    // A chain of self-referencing codes: every code is the one being defined, so strings grow
+    // by one each time, past the 8000 bytes of the classic stack, then the end code.
+    std::vector<std::pair<int, int>> codes = {{0, 9}};
+    int freeEnt = 258, bits = 9, inGroup = 1;
+    while (freeEnt < 8600) {
+        codes.push_back({freeEnt, bits});
+        ++freeEnt;
+        if (++inGroup == 8)
+            inGroup = 0;
+        if (freeEnt > (1 << bits) - 1 && bits < 16) {
+            for (; inGroup && inGroup < 8; ++inGroup)
+                codes.push_back({0, bits});
+            inGroup = 0;
+            ++bits;
+        }
+    }
+    codes.push_back({ioBufferCompress::endCode, bits});
+    EXPECT_EQ(decodeStatus(packCodes(codes), &decoded), ioStreamEndOfSection);
+    EXPECT_EQ(decoded.size(), 8343u * 8344u / 2u);
+    EXPECT_EQ(decoded.find_first_not_of('\0'), std::string::npos);
+}

@@ -263,8 +263,7 @@ bool ioBufferCompress::startInput()
     prefixTable = new uint16_t[maxMaxCode];
     suffixTable = new unsigned char[maxMaxCode];
     stack = new unsigned char[stackSize];
-    std::memset(prefixTable, 0, sizeof(uint16_t) * maxMaxCode);
-    std::memset(suffixTable, 0, maxMaxCode);
+    // Entries from 258 on are written before any code may use them.
     for (int c = 0; c < 256; ++c)
         suffixTable[c] = static_cast<unsigned char>(c);
     return true;

@@ -30,6 +30,7 @@ test-tsan:
 	ctest --preset tsan
 
 bench:
+	.ci/install-deps.sh ncompress || [ $$? = 1 ]
 	cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 	bench/run.sh build/bench

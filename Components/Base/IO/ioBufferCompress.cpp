@@ -22,8 +22,8 @@ inline int32_t maxCodeFor(int bits)
 ioBufferCompress::ioBufferCompress(bool input)
     : ioBuffer(input), nBits(initialBits), maxCode(maxCodeFor(initialBits)), freeEnt(firstCode),
       clearFlag(false), ratio(0), checkpoint(checkGap), inCount(0), outCount(0), ent(0),
-      bitOffset(0), hashTable(nullptr), codeTable(nullptr), prefixTable(nullptr),
-      suffixTable(nullptr), stack(nullptr), started(false), finished(false), endState(endRunning),
+      bitOffset(0), hashTable(nullptr), prefixTable(nullptr),
+      stack(nullptr), lengthTable(nullptr), started(false), finished(false), endState(endRunning),
       bitBuffer(0), bitCount(0), outArea(nullptr), outUsed(0), groupBits(0),
       stackPos(stackSize), oldCode(0), finChar(0)
 {
@@ -38,16 +38,14 @@ ioBufferCompress::~ioBufferCompress()
 void ioBufferCompress::releaseTables()
 {
     delete[] hashTable;
-    delete[] codeTable;
     delete[] prefixTable;
-    delete[] suffixTable;
     delete[] stack;
+    delete[] lengthTable;
     delete[] outArea;
     hashTable = nullptr;
-    codeTable = nullptr;
     prefixTable = nullptr;
-    suffixTable = nullptr;
     stack = nullptr;
+    lengthTable = nullptr;
     outArea = nullptr;
 }
 
@@ -70,14 +68,13 @@ void ioBufferCompress::close()
 void ioBufferCompress::startOutput()
 {
     started = true;
-    hashTable = new int32_t[hashSize];
-    codeTable = new uint16_t[hashSize];
-    std::memset(hashTable, 0xFF, sizeof(int32_t) * hashSize);
+    hashTable = new uint64_t[hashSize];
+    std::memset(hashTable, 0xFF, sizeof(uint64_t) * hashSize);
     if (!outArea)
         outArea = new unsigned char[outAreaSize];
     std::memcpy(outArea, magic, sizeof magic);
     outUsed = sizeof magic;
-    outCount = sizeof magic;
+    outCount = 0;
 }
 
 void ioBufferCompress::drainOutput()
@@ -86,6 +83,7 @@ void ioBufferCompress::drainOutput()
         next->writeBytes(outArea, outUsed);
         promoteStatus(true);
     }
+    outCount += outUsed;
     outUsed = 0;
 }
 
@@ -97,11 +95,15 @@ void ioBufferCompress::outputCode(int32_t code)
         outArea[outUsed++] = static_cast<unsigned char>(bitBuffer);
         bitBuffer >>= 8;
         bitCount -= 8;
-        ++outCount;
     }
     // Eight codes of nBits bits make a group of nBits whole bytes.
     if (++bitOffset == 8)
         bitOffset = 0;
+    afterOutput();
+}
+
+void ioBufferCompress::afterOutput()
+{
     // A new width, or a clear, starts a new group: the decoder reads whole groups of the width
     // it expects, so the rest of the current one is padded.
     if (freeEnt > maxCode || clearFlag) {
@@ -128,7 +130,6 @@ void ioBufferCompress::padGroup()
         outArea[outUsed++] = static_cast<unsigned char>(bitBuffer);
         bitBuffer >>= 8;
         bitCount -= 8;
-        ++outCount;
     }
     bitOffset = 0;
 }
@@ -136,11 +137,12 @@ void ioBufferCompress::padGroup()
 void ioBufferCompress::clearBlock()
 {
     checkpoint = inCount + checkGap;
+    const int64_t out = outCount + outUsed;
     int64_t rat;
     if (inCount < 0x800000) {
-        rat = (inCount << 8) / outCount;
+        rat = (inCount << 8) / out;
     } else {
-        int64_t divisor = outCount >> 8;
+        int64_t divisor = out >> 8;
         rat = divisor == 0 ? 0x7FFFFFFF : inCount / divisor;
     }
     if (rat > ratio) {
@@ -148,7 +150,7 @@ void ioBufferCompress::clearBlock()
         return;
     }
     ratio = 0;
-    std::memset(hashTable, 0xFF, sizeof(int32_t) * hashSize);
+    std::memset(hashTable, 0xFF, sizeof(uint64_t) * hashSize);
     freeEnt = firstCode;
     clearFlag = true;
     outputCode(clearCode);
@@ -165,22 +167,48 @@ void ioBufferCompress::write(const char* data, int size)
         ent = *in++;
         inCount = 1;
     }
-    // The hot loop works on locals; the tables and counters are written back at the end.
-    int32_t* const htab = hashTable;
-    uint16_t* const codetab = codeTable;
+    // The hot loop works on locals (stores to the output area could alias any member); the
+    // rare steps (new width, clear, full area) write them back, run, and reload them.
+    uint64_t* const table = hashTable;
+    unsigned char* const area = outArea;
+    unsigned char* const areaEnd = outArea + dataSize;
     int32_t code = ent;
     int64_t count = inCount;
+    unsigned char* op = area + outUsed;
+    uint64_t acc = bitBuffer;
+    int accBits = bitCount;
+    int inGroup = bitOffset;
+    int bits = nBits;
+    int32_t limit = maxCode;
+    int32_t free = freeEnt;
+    auto save = [&] {
+        inCount = count;
+        outUsed = static_cast<int>(op - area);
+        bitBuffer = acc;
+        bitCount = accBits;
+        bitOffset = inGroup;
+        freeEnt = free;
+    };
+    auto load = [&] {
+        op = area + outUsed;
+        acc = bitBuffer;
+        accBits = bitCount;
+        inGroup = bitOffset;
+        bits = nBits;
+        limit = maxCode;
+        free = freeEnt;
+    };
     while (in < end) {
-        const int32_t c = *in++;
+        const uint32_t c = *in++;
         ++count;
-        const int32_t key = (c << maxBits) + code;
-        int32_t i = (c << 8) ^ code;
-        int32_t entry = htab[i];
-        if (entry == key) {
-            code = codetab[i];
+        const uint32_t key = (c << maxBits) + static_cast<uint32_t>(code);
+        int32_t i = static_cast<int32_t>((c << 8) ^ static_cast<uint32_t>(code));
+        uint64_t entry = table[i];
+        if (static_cast<uint32_t>(entry) == key) {
+            code = static_cast<int32_t>(entry >> 32);
             continue;
         }
-        if (entry >= 0) {
+        if (static_cast<int32_t>(entry) >= 0) {
             // Secondary probe: step back by the distance to the end of the table.
             const int32_t disp = i == 0 ? 1 : hashSize - i;
             bool found = false;
@@ -188,29 +216,47 @@ void ioBufferCompress::write(const char* data, int size)
                 i -= disp;
                 if (i < 0)
                     i += hashSize;
-                entry = htab[i];
-                if (entry == key) {
+                entry = table[i];
+                if (static_cast<uint32_t>(entry) == key) {
                     found = true;
                     break;
                 }
-            } while (entry >= 0);
+            } while (static_cast<int32_t>(entry) >= 0);
             if (found) {
-                code = codetab[i];
+                code = static_cast<int32_t>(entry >> 32);
                 continue;
             }
         }
-        inCount = count;
-        outputCode(code);
-        code = c;
-        if (freeEnt < maxMaxCode) {
-            codetab[i] = static_cast<uint16_t>(freeEnt++);
-            htab[i] = key;
+        // Output the code: whole bytes go to the area (four stored, the slack absorbs the rest).
+        acc |= static_cast<uint64_t>(code) << accBits;
+        accBits += bits;
+        const uint32_t low = static_cast<uint32_t>(acc);
+        op[0] = static_cast<unsigned char>(low);
+        op[1] = static_cast<unsigned char>(low >> 8);
+        op[2] = static_cast<unsigned char>(low >> 16);
+        const int whole = accBits >> 3;
+        op += whole;
+        acc >>= whole * 8;
+        accBits &= 7;
+        if (++inGroup == 8)
+            inGroup = 0;
+        if (free > limit || op >= areaEnd) {
+            save();
+            afterOutput();
+            load();
+        }
+        code = static_cast<int32_t>(c);
+        if (free < maxMaxCode) {
+            table[i] = static_cast<uint64_t>(free) << 32 | key;
+            ++free;
         } else if (count >= checkpoint) {
+            save();
             clearBlock();
+            load();
         }
     }
+    save();
     ent = code;
-    inCount = count;
 }
 
 // ---- finishing
@@ -260,34 +306,43 @@ bool ioBufferCompress::startInput()
         endState = endDamaged;
         return false;
     }
-    prefixTable = new uint16_t[maxMaxCode];
-    suffixTable = new unsigned char[maxMaxCode];
+    prefixTable = new uint32_t[maxMaxCode];
     stack = new unsigned char[stackSize];
+    lengthTable = new uint16_t[maxMaxCode];
     // Entries from 258 on are written before any code may use them.
     for (int c = 0; c < 256; ++c)
-        suffixTable[c] = static_cast<unsigned char>(c);
+        lengthTable[c] = 1;
     return true;
 }
 
-int32_t ioBufferCompress::nextCode()
+bool ioBufferCompress::refillGroup()
 {
-    if (clearFlag || bitOffset >= groupBits || freeEnt > maxCode) {
-        if (freeEnt > maxCode) {
-            ++nBits;
-            maxCode = maxCodeFor(nBits);
-        }
-        if (clearFlag) {
-            nBits = initialBits;
-            maxCode = maxCodeFor(nBits);
-            clearFlag = false;
-        }
-        int n = next->readBytes(group, nBits);
-        // A group too short to hold one code ends the data like a missing one.
-        if (n <= 0 || n * 8 < nBits)
-            return -1;
-        bitOffset = 0;
-        groupBits = n * 8 - nBits + 1;
+    if (freeEnt > maxCode) {
+        ++nBits;
+        maxCode = maxCodeFor(nBits);
     }
+    if (clearFlag) {
+        nBits = initialBits;
+        maxCode = maxCodeFor(nBits);
+        clearFlag = false;
+    }
+    int n = nBits;
+    if (const char* span = next->takeBytes(nBits))
+        std::memcpy(group, span, static_cast<size_t>(nBits));
+    else
+        n = next->readBytes(group, nBits);
+    // A group too short to hold one code ends the data like a missing one.
+    if (n <= 0 || n * 8 < nBits)
+        return false;
+    bitOffset = 0;
+    groupBits = n * 8 - nBits + 1;
+    return true;
+}
+
+inline int32_t ioBufferCompress::nextCode()
+{
+    if ((clearFlag || bitOffset >= groupBits || freeEnt > maxCode) && !refillGroup())
+        return -1;
     const int byte = bitOffset >> 3;
     uint32_t bits = static_cast<uint32_t>(group[byte]) | static_cast<uint32_t>(group[byte + 1]) << 8 |
                     static_cast<uint32_t>(group[byte + 2]) << 16;
@@ -323,6 +378,34 @@ int ioBufferCompress::read(char* data, int size)
     unsigned char* out = reinterpret_cast<unsigned char*>(data);
     int produced = 0;
     bool damaged = false;
+    // The hot state lives in locals: stores through `out` may alias any member, which would
+    // force the compiler to reload them all after every byte.
+    uint32_t* const entries = prefixTable;
+    uint16_t* const lengths = lengthTable;
+    int32_t free = freeEnt;
+    int32_t old = oldCode;
+    int fin = finChar;
+    int offset = bitOffset;
+    int bits = nBits;
+    uint32_t mask = (1u << bits) - 1;
+    int usable = groupBits;
+    int32_t limit = clearFlag ? -1 : maxCode; // a pending clear forces the slow path
+    auto save = [&] {
+        freeEnt = free;
+        oldCode = old;
+        finChar = fin;
+        bitOffset = offset;
+    };
+    auto load = [&] {
+        free = freeEnt;
+        old = oldCode;
+        fin = finChar;
+        offset = bitOffset;
+        bits = nBits;
+        mask = (1u << bits) - 1;
+        usable = groupBits;
+        limit = clearFlag ? -1 : maxCode;
+    };
     while (produced < size) {
         if (stackPos < stackSize) {
             int n = stackSize - stackPos;
@@ -335,7 +418,18 @@ int ioBufferCompress::read(char* data, int size)
         }
         if (endState != endRunning)
             break;
-        int32_t code = nextCode();
+        int32_t code;
+        if (offset < usable && free <= limit) {
+            const unsigned char* at = group + (offset >> 3);
+            uint32_t word = static_cast<uint32_t>(at[0]) | static_cast<uint32_t>(at[1]) << 8 |
+                            static_cast<uint32_t>(at[2]) << 16;
+            code = static_cast<int32_t>((word >> (offset & 7)) & mask);
+            offset += bits;
+        } else {
+            save();
+            code = nextCode();
+            load();
+        }
         if (code < 0) {
             endState = endMissing;
             break;
@@ -346,9 +440,11 @@ int ioBufferCompress::read(char* data, int size)
         }
         if (code == clearCode) {
             // Start afresh: the next code is a literal that adds no entry, as at the start.
+            save();
             freeEnt = firstCode;
             clearFlag = true;
             code = nextCode();
+            load();
             if (code < 0) {
                 endState = endMissing;
                 break;
@@ -361,37 +457,52 @@ int ioBufferCompress::read(char* data, int size)
                 damaged = true;
                 break;
             }
-            oldCode = code;
-            finChar = code;
+            old = code;
+            fin = code;
             stack[--stackPos] = static_cast<unsigned char>(code);
             continue;
         }
         const int32_t inCode = code;
-        int sp = stackSize;
-        if (code >= freeEnt) {
+        int length;
+        const bool pending = code >= free;
+        if (pending) {
             // Only the code being defined right now may be used before its entry exists.
-            if (code > freeEnt || freeEnt >= maxMaxCode) {
+            if (code > free || free >= maxMaxCode) {
                 damaged = true;
                 break;
             }
-            stack[--sp] = static_cast<unsigned char>(finChar);
-            code = oldCode;
+            length = lengths[old] + 1;
+        } else {
+            length = lengths[code];
         }
-        // Every entry's prefix is a smaller code, so the walk ends within stackSize steps.
+        // The string is written backwards from its end: straight into the caller's area when
+        // it fits, else onto the stack to be handed out by later reads.
+        const bool direct = length <= size - produced;
+        unsigned char* p = direct ? out + produced + length : stack + stackSize;
+        if (pending) {
+            *--p = static_cast<unsigned char>(fin);
+            code = old;
+        }
+        // Every entry's prefix is a smaller code, so the walk ends within the string's length.
         while (code >= 256) {
-            stack[--sp] = suffixTable[code];
-            code = prefixTable[code];
+            const uint32_t entry = entries[code];
+            *--p = static_cast<unsigned char>(entry >> 16);
+            code = static_cast<int32_t>(entry & 0xFFFF);
         }
-        finChar = suffixTable[code];
-        stack[--sp] = static_cast<unsigned char>(finChar);
-        stackPos = sp;
-        if (freeEnt < maxMaxCode) {
-            prefixTable[freeEnt] = static_cast<uint16_t>(oldCode);
-            suffixTable[freeEnt] = static_cast<unsigned char>(finChar);
-            ++freeEnt;
+        fin = code;
+        *--p = static_cast<unsigned char>(code);
+        if (direct)
+            produced += length;
+        else
+            stackPos = stackSize - length;
+        if (free < maxMaxCode) {
+            entries[free] = static_cast<uint32_t>(old) | static_cast<uint32_t>(fin) << 16;
+            lengths[free] = static_cast<uint16_t>(lengths[old] + 1);
+            ++free;
         }
-        oldCode = inCode;
+        old = inCode;
     }
+    save();
 
     if (damaged) {
         endState = endDamaged;

@@ -48,11 +48,13 @@ private:
     // Output side.
     void startOutput();
     void outputCode(int32_t code);
+    void afterOutput();
     void padGroup();
     void clearBlock();
     void drainOutput();
     // Input side.
     bool startInput();
+    bool refillGroup();
     int32_t nextCode();
     void releaseTables();
 
@@ -63,17 +65,17 @@ private:
     int64_t ratio;
     int64_t checkpoint;
     int64_t inCount;
-    int64_t outCount;
+    int64_t outCount; // bytes handed to the buffer beneath (the area holds outUsed more)
     int32_t ent;
     int bitOffset; // output: codes in the current group; input: bit offset in the group
-    // Output tables.
-    int32_t* hashTable;
-    uint16_t* codeTable;
+    // Output table: per slot the key (prefix code and byte) in the low 32 bits, its code above;
+    // one load finds both. Empty slots are all ones.
+    uint64_t* hashTable;
     // Input tables. The stack holds the longest string the table can define (one byte per
     // code), so no valid stream can overflow it.
-    uint16_t* prefixTable;
-    unsigned char* suffixTable;
+    uint32_t* prefixTable; // per code: the prefix code, and above it the last byte (suffix)
     unsigned char* stack;
+    uint16_t* lengthTable; // the length of each code's string
 
     bool started;  // tables allocated, magic written or checked
     bool finished; // finish() ran

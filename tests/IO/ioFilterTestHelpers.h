@@ -110,12 +110,10 @@ inline std::string randomData(size_t size, unsigned seed)
 }
 
 // Writes payload inside the filters (pushed in order, popped in reverse), then trailer as plain
-// bytes behind them; returns the stream's bytes.
-inline std::string writeFiltered(const std::vector<Filter>& filters, const std::string& payload,
-                                 const std::string& trailer = "")
+// bytes behind them, and closes the stream.
+inline void writeFiltered(ioBufferedStreamOutput& out, const std::vector<Filter>& filters,
+                          const std::string& payload, const std::string& trailer = "")
 {
-    std::string bytes;
-    MemoryOutput out(bytes);
     for (Filter f : filters)
         setFilter(out, f, true);
     out.writeData(payload.data(), static_cast<int>(payload.size()));
@@ -123,6 +121,15 @@ inline std::string writeFiltered(const std::vector<Filter>& filters, const std::
         setFilter(out, filters[i], false);
     out.writeData(trailer.data(), static_cast<int>(trailer.size()));
     out.close();
+}
+
+// The same into memory; returns the stream's bytes.
+inline std::string writeFiltered(const std::vector<Filter>& filters, const std::string& payload,
+                                 const std::string& trailer = "")
+{
+    std::string bytes;
+    MemoryOutput out(bytes);
+    writeFiltered(out, filters, payload, trailer);
     return bytes;
 }
 
@@ -135,15 +142,14 @@ struct FilteredRead {
 
 // Reads what writeFiltered wrote: payloadSize bytes inside the filters, then (after popping
 // them) up to trailerSize plain bytes.
-inline FilteredRead readFiltered(const std::vector<Filter>& filters, const std::string& bytes,
+inline FilteredRead readFiltered(ioBufferedStreamInput& in, const std::vector<Filter>& filters,
                                  size_t payloadSize, size_t trailerSize = 0)
 {
     FilteredRead result;
-    MemoryInput in(bytes);
     for (Filter f : filters)
         setFilter(in, f, true);
     result.payload.resize(payloadSize);
-    int n = in.readData(&result.payload[0], static_cast<int>(payloadSize));
+    int n = payloadSize ? in.readData(&result.payload[0], static_cast<int>(payloadSize)) : 0;
     result.payload.resize(static_cast<size_t>(std::max(n, 0)));
     result.status = in.getStatus();
     // A compressed section reports its end only on the read after its last byte.
@@ -161,6 +167,40 @@ inline FilteredRead readFiltered(const std::vector<Filter>& filters, const std::
         result.trailer.resize(static_cast<size_t>(std::max(n, 0)));
     }
     return result;
+}
+
+inline FilteredRead readFiltered(const std::vector<Filter>& filters, const std::string& bytes,
+                                 size_t payloadSize, size_t trailerSize = 0)
+{
+    MemoryInput in(bytes);
+    return readFiltered(in, filters, payloadSize, trailerSize);
+}
+
+// Every ordered choice of one, two or three different filters.
+inline std::vector<std::vector<Filter>> everyStack()
+{
+    const Filter all[] = {Filter::compress, Filter::checksum, Filter::encrypt};
+    std::vector<std::vector<Filter>> stacks;
+    for (Filter a : all) {
+        stacks.push_back({a});
+        for (Filter b : all) {
+            if (b == a)
+                continue;
+            stacks.push_back({a, b});
+            for (Filter c : all)
+                if (c != a && c != b)
+                    stacks.push_back({a, b, c});
+        }
+    }
+    return stacks;
+}
+
+inline std::string stackName(const std::vector<Filter>& filters)
+{
+    std::string name;
+    for (Filter f : filters)
+        name += std::string(name.empty() ? "" : "+") + filterName(f);
+    return name;
 }
 
 } // namespace ioTest

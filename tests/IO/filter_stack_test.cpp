@@ -82,7 +82,7 @@ TEST(FilterStacks, SixtyFourMegabytesRoundTrip)
 
 TEST(FilterStacks, SceneThroughFiltersAfterTheRegistry)
 {
-    const qvTest::Scene scene = qvTest::makeScene({1500, 31, 10, 3});
+    const qvTest::Scene scene = qvTest::makeScene({800, 31, 10, 3});
     qvTest::TempDir dir;
     std::string path = dir.file("scene.qv");
     for (const auto& stack : ioTest::everyStack()) {

@@ -60,6 +60,8 @@ public:
 
 struct Node {
     int value = 0;
+    double sum = 0;
+    uint64_t bits = 0;
     Node* link = nullptr;
     Node* children[16] = {};
 };
@@ -76,7 +78,7 @@ public:
             ctx.definePacketReference(&node);
         const char* name = ctx.readCString();
         node.value = name ? static_cast<int>(std::strlen(name)) : -1;
-        node.value += ctx.readInt();
+        node.bits = static_cast<unsigned>(ctx.readInt());
         ctx.readReferenceUsage(&node.link, 1);
         int count = ctx.readInt();
         ctx.startSubPacket();
@@ -85,12 +87,12 @@ public:
                 ctx.readReferenceUsage(&node.children[i], i);
         ctx.endSubPacket();
         ctx.nextChunk();
-        node.value += static_cast<int>(ctx.readDouble() + ctx.readFloat());
-        node.value += static_cast<int>(ctx.readInt64() + static_cast<int64_t>(ctx.readUInt64()));
+        node.sum = ctx.readDouble() + ctx.readFloat();
+        node.bits = static_cast<uint64_t>(ctx.readInt64()) + ctx.readUInt64();
         ctx.nextChunk();
-        node.value += ctx.readRawChar();
+        node.bits += static_cast<unsigned char>(ctx.readRawChar());
         if (ctx.readReferenceUsage() != nullptr)
-            ++node.value;
+            ++node.bits;
         ctx.endChunk();
     }
 

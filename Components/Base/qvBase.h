@@ -8,6 +8,14 @@
 // Core utilities
 #include "qvUtilError.h"
 #include "qvUtilInterval.h"
+#include "qvUtilInitializer.h"
+
+// Linear algebra
+#include "qvLinearTolerance.h"
+#include "qvLinearVector.h"
+#include "qvLinearLine.h"
+#include "qvLinearQuaternion.h"
+#include "qvLinearMatrix.h"
 
 // Packet files
 #include "ioBuffer.h"

@@ -59,20 +59,24 @@ TEST(NumberText, MatchesPrintfAndStrtodOverRandomValues)
                                           static_cast<int>(random() % 80) - 40);
         std::string text = formatted(formatDouble, value);
         ASSERT_EQ(text, viaPrintf("%.16g", value)) << i;
-        double back = parseDouble(text.data(), text.data() + text.size());
+        const char* at = text.data();
+        double back = parseDouble(at, text.data() + text.size());
+        ASSERT_EQ(at, text.data() + text.size()) << text;
         ASSERT_EQ(back, std::strtod(text.c_str(), nullptr)) << text;
 
         float single = static_cast<float>(value);
         if (std::isfinite(single)) {
             std::string shortText = formatted(formatFloatFromDouble, single);
             ASSERT_EQ(shortText, viaPrintf("%.7g", static_cast<double>(single))) << i;
-            ASSERT_EQ(static_cast<float>(parseDouble(shortText.data(), shortText.data() + shortText.size())),
+            const char* shortAt = shortText.data();
+            ASSERT_EQ(static_cast<float>(parseDouble(shortAt, shortText.data() + shortText.size())),
                       static_cast<float>(std::strtod(shortText.c_str(), nullptr)))
                 << shortText;
         }
         // Full-precision text converts as strtod converts it.
         std::string longText = viaPrintf("%.25g", value);
-        ASSERT_EQ(parseDouble(longText.data(), longText.data() + longText.size()),
+        const char* longAt = longText.data();
+        ASSERT_EQ(parseDouble(longAt, longText.data() + longText.size()),
                   std::strtod(longText.c_str(), nullptr))
             << longText;
     }
@@ -80,7 +84,7 @@ TEST(NumberText, MatchesPrintfAndStrtodOverRandomValues)
 
 TEST(NumberText, ParsingFollowsTheCConversions)
 {
-    auto d = [](const char* text) { return parseDouble(text, text + std::strlen(text)); };
+    auto d = [](const char* text) { const char* end = text + std::strlen(text); return parseDouble(text, end); };
     EXPECT_EQ(d("  +1.5e3 "), 1500.0);
     EXPECT_EQ(d("-0"), 0.0);
     EXPECT_TRUE(std::signbit(d("-0")));
@@ -93,8 +97,15 @@ TEST(NumberText, ParsingFollowsTheCConversions)
     EXPECT_EQ(d("12abc"), 12.0);
     EXPECT_TRUE(std::isnan(d("nan")));
     EXPECT_EQ(d("-inf"), -std::numeric_limits<double>::infinity());
+    const float inf = std::numeric_limits<float>::infinity();
+    const float largest = std::numeric_limits<float>::max();
+    EXPECT_EQ(narrowToFloat(1e300), inf);
+    EXPECT_EQ(narrowToFloat(-1e39), -inf);
+    EXPECT_EQ(narrowToFloat(static_cast<double>(largest)), largest);
+    EXPECT_EQ(narrowToFloat(static_cast<double>(largest) * (1 + 1e-9)), largest);
+    EXPECT_EQ(narrowToFloat(0.1), 0.1f);
 
-    auto i32 = [](const char* text) { return parseInt32(text, text + std::strlen(text)); };
+    auto i32 = [](const char* text) { const char* end = text + std::strlen(text); return parseInt32(text, end); };
     EXPECT_EQ(i32(" -12x"), -12);
     EXPECT_EQ(i32("2147483647"), 2147483647);
     EXPECT_EQ(i32("2147483648"), 2147483647);
@@ -102,14 +113,14 @@ TEST(NumberText, ParsingFollowsTheCConversions)
     EXPECT_EQ(i32("-99999999999999999999999"), -2147483647 - 1);
     EXPECT_EQ(i32("x"), 0);
 
-    auto u32 = [](const char* text) { return parseUInt32(text, text + std::strlen(text)); };
+    auto u32 = [](const char* text) { const char* end = text + std::strlen(text); return parseUInt32(text, end); };
     EXPECT_EQ(u32("4294967295"), 4294967295u);
     EXPECT_EQ(u32("4294967296"), 4294967295u);
     EXPECT_EQ(u32("-1"), 4294967295u);
     EXPECT_EQ(u32("+7"), 7u);
 
-    auto i64 = [](const char* text) { return parseInt64(text, text + std::strlen(text)); };
-    auto u64 = [](const char* text) { return parseUInt64(text, text + std::strlen(text)); };
+    auto i64 = [](const char* text) { const char* end = text + std::strlen(text); return parseInt64(text, end); };
+    auto u64 = [](const char* text) { const char* end = text + std::strlen(text); return parseUInt64(text, end); };
     EXPECT_EQ(i64("-9223372036854775808"), INT64_MIN);
     EXPECT_EQ(i64("9223372036854775808"), INT64_MAX);
     EXPECT_EQ(u64("18446744073709551615"), UINT64_MAX);
@@ -124,9 +135,12 @@ TEST(NumberText, ParsingFollowsTheCConversions)
         char expected[32];
         std::snprintf(expected, sizeof expected, "%" PRId64, value);
         ASSERT_STREQ(text, expected);
-        ASSERT_EQ(parseInt64(text, text + std::strlen(text)), value);
+        const char* at = text;
+        ASSERT_EQ(parseInt64(at, text + std::strlen(text)), value);
+        ASSERT_EQ(*at, '\0');
         uint32_t small = static_cast<uint32_t>(value);
         *formatInteger(text, small) = '\0';
-        ASSERT_EQ(parseUInt32(text, text + std::strlen(text)), small);
+        at = text;
+        ASSERT_EQ(parseUInt32(at, text + std::strlen(text)), small);
     }
 }

@@ -5,7 +5,6 @@
 #include "ioPacketType.h"
 
 #include <algorithm>
-#include <cmath>
 #include <charconv>
 #include <cstring>
 #include <random>
@@ -51,6 +50,18 @@ float canonicalFloat(float value)
     return 0.25f;
 }
 
+// By plain multiplication, not std::pow: C runtimes differ in pow's last bit, and the scene must
+// be the same on every platform.
+double powerOfTen(int exponent)
+{
+    double value = 1.0;
+    for (int i = 0; i < exponent; ++i)
+        value *= 10.0;
+    for (int i = 0; i > exponent; --i)
+        value /= 10.0;
+    return value;
+}
+
 class Random {
 public:
     explicit Random(unsigned seed) : engine(seed) {}
@@ -59,7 +70,7 @@ public:
     double real()
     {
         double mantissa = std::uniform_real_distribution<double>(-1.0, 1.0)(engine);
-        return canonicalDouble(mantissa * std::pow(10.0, range(-30, 30)));
+        return canonicalDouble(mantissa * powerOfTen(range(-30, 30)));
     }
     float realFloat()
     {

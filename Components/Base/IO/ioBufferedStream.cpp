@@ -77,6 +77,18 @@ void ioBufferedStream::replaceChain(ioBuffer* buffer)
     top = buffer;
 }
 
+void ioBufferedStream::openDescriptor(const char* path, int descriptor)
+{
+    setStatus(ioStreamOk);
+    ioBufferFD* buffer = new ioBufferFD(isInput);
+    if (path)
+        buffer->open(path);
+    else
+        buffer->attach(descriptor);
+    replaceChain(buffer);
+    promoteBufferStatus();
+}
+
 void ioBufferedStream::addBufferToChain(ioBuffer* buffer)
 {
     buffer->setNext(top);
@@ -130,20 +142,12 @@ ioBufferedStreamInput::ioBufferedStreamInput() : ioBufferedStream(true) {}
 
 void ioBufferedStreamInput::openFile(const char* path)
 {
-    setStatus(ioStreamOk);
-    ioBufferFD* buffer = new ioBufferFD(true);
-    buffer->open(path);
-    replaceChain(buffer);
-    promoteBufferStatus();
+    openDescriptor(path, -1);
 }
 
 void ioBufferedStreamInput::openStdin()
 {
-    setStatus(ioStreamOk);
-    ioBufferFD* buffer = new ioBufferFD(true);
-    buffer->attach(0);
-    replaceChain(buffer);
-    promoteBufferStatus();
+    openDescriptor(nullptr, 0);
 }
 
 char ioBufferedStreamInput::refillAndReadChar()
@@ -228,20 +232,12 @@ ioBufferedStreamOutput::ioBufferedStreamOutput() : ioBufferedStream(false) {}
 
 void ioBufferedStreamOutput::openFile(const char* path)
 {
-    setStatus(ioStreamOk);
-    ioBufferFD* buffer = new ioBufferFD(false);
-    buffer->open(path);
-    replaceChain(buffer);
-    promoteBufferStatus();
+    openDescriptor(path, -1);
 }
 
 void ioBufferedStreamOutput::openStdout()
 {
-    setStatus(ioStreamOk);
-    ioBufferFD* buffer = new ioBufferFD(false);
-    buffer->attach(1);
-    replaceChain(buffer);
-    promoteBufferStatus();
+    openDescriptor(nullptr, 1);
 }
 
 void ioBufferedStreamOutput::close()

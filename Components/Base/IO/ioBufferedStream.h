@@ -61,6 +61,9 @@ protected:
     void promoteBufferStatus();
     // Makes buffer the whole chain, destroying any previous one.
     void replaceChain(ioBuffer* buffer);
+    // A fresh descriptor buffer as the whole chain: opened on path, or else attached to
+    // descriptor.
+    void openDescriptor(const char* path, int descriptor);
 
     ioStreamStatus status;
     bool isInput;

@@ -149,9 +149,11 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
         int available = 0;
         const char* area = input.peekArea(available);
         if (area) {
-            int run = 0;
-            while (run < available && area[run] != '}' && area[run] != '\\')
-                ++run;
+            // The run up to the first brace or backslash, found with block scans.
+            const char* stop = static_cast<const char*>(std::memchr(area, '}', static_cast<size_t>(available)));
+            int limit = stop ? static_cast<int>(stop - area) : available;
+            const char* escape = static_cast<const char*>(std::memchr(area, '\\', static_cast<size_t>(limit)));
+            int run = escape ? static_cast<int>(escape - area) : limit;
             append(area, run);
             if (run == available) {
                 input.consumeArea(run);
@@ -189,10 +191,12 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
 
     while (cursor <= endIndex && (text[cursor] == ' ' || text[cursor] == '\n'))
         ++cursor;
-    typeId = parseInt32(cursorText(), bodyEnd());
-    skipToken();
-    int hasObject = parseInt32(cursorText(), bodyEnd());
-    skipToken();
+    const char* p = cursorText();
+    typeId = parseInt32(p, bodyEnd());
+    skipTokenFrom(p);
+    p = cursorText();
+    int hasObject = parseInt32(p, bodyEnd());
+    skipTokenFrom(p);
     type = context.lookupType(typeId);
     return hasObject;
 }
@@ -297,6 +301,15 @@ template <typename Integer> inline void appendInteger(ioPacketFileAsciiBuffer* b
     buffer->commit(static_cast<int>(q - p));
 }
 
+// Arrays go element by element through the (virtual) scalar writers, so that a context derived
+// from this one sees every element.
+template <typename T, typename Scalar>
+void writeEach(ioWriteContext& ctx, void (ioWriteContext::*write)(Scalar), const T* values, int count)
+{
+    for (int i = 0; i < count; ++i)
+        (ctx.*write)(values[i]);
+}
+
 } // namespace
 
 void ioWriteContextAscii::writeBool(bool value)
@@ -381,68 +394,57 @@ void ioWriteContextAscii::writeCString(const char* text)
 
 void ioWriteContextAscii::writeBoolArray(const bool* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeBool(values[i]);
+    writeEach(*this, &ioWriteContext::writeBool, values, count);
 }
 
 void ioWriteContextAscii::writeCharArray(const char* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeChar(values[i]);
+    writeEach(*this, &ioWriteContext::writeChar, values, count);
 }
 
 void ioWriteContextAscii::writeUCharArray(const unsigned char* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeUChar(values[i]);
+    writeEach(*this, &ioWriteContext::writeUChar, values, count);
 }
 
 void ioWriteContextAscii::writeShortArray(const short* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeShort(values[i]);
+    writeEach(*this, &ioWriteContext::writeShort, values, count);
 }
 
 void ioWriteContextAscii::writeUShortArray(const unsigned short* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeUShort(values[i]);
+    writeEach(*this, &ioWriteContext::writeUShort, values, count);
 }
 
 void ioWriteContextAscii::writeIntArray(const int* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeInt(values[i]);
+    writeEach(*this, &ioWriteContext::writeInt, values, count);
 }
 
 void ioWriteContextAscii::writeUIntArray(const unsigned int* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeUInt(values[i]);
+    writeEach(*this, &ioWriteContext::writeUInt, values, count);
 }
 
 void ioWriteContextAscii::writeInt64Array(const int64_t* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeInt64(values[i]);
+    writeEach(*this, &ioWriteContext::writeInt64, values, count);
 }
 
 void ioWriteContextAscii::writeUInt64Array(const uint64_t* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeUInt64(values[i]);
+    writeEach(*this, &ioWriteContext::writeUInt64, values, count);
 }
 
 void ioWriteContextAscii::writeFloatArray(const float* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeFloat(values[i]);
+    writeEach(*this, &ioWriteContext::writeFloat, values, count);
 }
 
 void ioWriteContextAscii::writeDoubleArray(const double* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        writeDouble(values[i]);
+    writeEach(*this, &ioWriteContext::writeDouble, values, count);
 }
 
 void ioWriteContextAscii::writeRawChar(char c)
@@ -484,16 +486,22 @@ bool ioReadContextAscii::subPacketHasData() const
 namespace {
 
 // Converts the token at the cursor with parse, then steps past it.
-template <typename Parse>
-inline auto readToken(ioPacketFileAsciiBuffer* buffer, Parse parse)
-    -> decltype(parse(static_cast<const char*>(nullptr), static_cast<const char*>(nullptr)))
+template <typename Result>
+inline Result readToken(ioPacketFileAsciiBuffer* buffer, Result (*parse)(const char*&, const char*))
 {
-    using Result = decltype(parse(static_cast<const char*>(nullptr), static_cast<const char*>(nullptr)));
     if (!buffer)
         return Result();
-    Result value = parse(buffer->cursorText(), buffer->bodyEnd());
-    buffer->skipToken();
+    const char* p = buffer->cursorText();
+    Result value = parse(p, buffer->bodyEnd());
+    buffer->skipTokenFrom(p);
     return value;
+}
+
+// Arrays go element by element through the (virtual) scalar readers.
+template <typename T> void readEach(ioReadContext& ctx, T (ioReadContext::*read)(), T* values, int count)
+{
+    for (int i = 0; i < count; ++i)
+        values[i] = (ctx.*read)();
 }
 
 } // namespace
@@ -545,7 +553,7 @@ uint64_t ioReadContextAscii::readUInt64()
 
 float ioReadContextAscii::readFloat()
 {
-    return static_cast<float>(readToken(buffer, parseDouble));
+    return narrowToFloat(readToken(buffer, parseDouble));
 }
 
 double ioReadContextAscii::readDouble()
@@ -580,68 +588,57 @@ const char* ioReadContextAscii::readCString()
 
 void ioReadContextAscii::readBoolArray(bool* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readBool();
+    readEach(*this, &ioReadContext::readBool, values, count);
 }
 
 void ioReadContextAscii::readCharArray(char* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readChar();
+    readEach(*this, &ioReadContext::readChar, values, count);
 }
 
 void ioReadContextAscii::readUCharArray(unsigned char* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readUChar();
+    readEach(*this, &ioReadContext::readUChar, values, count);
 }
 
 void ioReadContextAscii::readShortArray(short* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readShort();
+    readEach(*this, &ioReadContext::readShort, values, count);
 }
 
 void ioReadContextAscii::readUShortArray(unsigned short* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readUShort();
+    readEach(*this, &ioReadContext::readUShort, values, count);
 }
 
 void ioReadContextAscii::readIntArray(int* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readInt();
+    readEach(*this, &ioReadContext::readInt, values, count);
 }
 
 void ioReadContextAscii::readUIntArray(unsigned int* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readUInt();
+    readEach(*this, &ioReadContext::readUInt, values, count);
 }
 
 void ioReadContextAscii::readInt64Array(int64_t* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readInt64();
+    readEach(*this, &ioReadContext::readInt64, values, count);
 }
 
 void ioReadContextAscii::readUInt64Array(uint64_t* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readUInt64();
+    readEach(*this, &ioReadContext::readUInt64, values, count);
 }
 
 void ioReadContextAscii::readFloatArray(float* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readFloat();
+    readEach(*this, &ioReadContext::readFloat, values, count);
 }
 
 void ioReadContextAscii::readDoubleArray(double* values, int count)
 {
-    for (int i = 0; i < count; ++i)
-        values[i] = readDouble();
+    readEach(*this, &ioReadContext::readDouble, values, count);
 }
 
 char ioReadContextAscii::readRawChar()

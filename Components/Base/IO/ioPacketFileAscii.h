@@ -49,6 +49,14 @@ public:
     char take() { return cursor <= endIndex ? text[cursor++] : (++cursor, '\0'); }
     // Past the token at the cursor and the blank after it.
     void skipToken();
+    // As skipToken(), knowing that the token runs at least up to position (inside the text).
+    void skipTokenFrom(const char* position)
+    {
+        int at = static_cast<int>(position - text);
+        if (at > cursor)
+            cursor = at;
+        skipToken();
+    }
 
     const char* data() const { return text; }
     int size() const { return used; }

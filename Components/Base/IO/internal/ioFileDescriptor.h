@@ -4,11 +4,28 @@
 // Descriptor input/output of the operating system: POSIX calls on Linux, the C runtime's
 // descriptor calls (binary mode) on Windows; posix/ and win32/ each implement it.
 
+#include <cerrno>
+
 namespace io {
 namespace internal {
 
 // How a failed call failed, independent of the platform's error numbers.
 enum class FdFailure { none, interrupted, tryAgain, noSpace, other };
+
+// Both C runtimes report descriptor failures through errno with these names.
+inline FdFailure classifyErrno(int errorNumber)
+{
+    switch (errorNumber) {
+    case EINTR:
+        return FdFailure::interrupted;
+    case EAGAIN:
+        return FdFailure::tryAgain;
+    case ENOSPC:
+        return FdFailure::noSpace;
+    default:
+        return FdFailure::other;
+    }
+}
 
 // Opens for reading, or for writing with create and truncate (permission 0666). Returns the
 // descriptor or -1, with the failure kind.

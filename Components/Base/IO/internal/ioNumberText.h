@@ -48,7 +48,8 @@ struct ParsedInteger {
     uint64_t magnitude;
 };
 
-inline ParsedInteger parseInteger(const char* p, const char* end)
+// Each parser below advances p past the text it converted.
+inline ParsedInteger parseInteger(const char*& p, const char* end)
 {
     ParsedInteger result{false, false, 0};
     while (p < end && isSpace(*p))
@@ -68,7 +69,7 @@ inline ParsedInteger parseInteger(const char* p, const char* end)
 }
 
 // atoi / strtol into a 32-bit long: saturates at the int limits.
-inline int32_t parseInt32(const char* p, const char* end)
+inline int32_t parseInt32(const char*& p, const char* end)
 {
     ParsedInteger n = parseInteger(p, end);
     if (n.negative)
@@ -78,7 +79,7 @@ inline int32_t parseInt32(const char* p, const char* end)
 }
 
 // strtoul into a 32-bit unsigned long: saturates, and negates a leading "-" modulo 2^32.
-inline uint32_t parseUInt32(const char* p, const char* end)
+inline uint32_t parseUInt32(const char*& p, const char* end)
 {
     ParsedInteger n = parseInteger(p, end);
     if (n.magnitude > UINT32_MAX)
@@ -88,7 +89,7 @@ inline uint32_t parseUInt32(const char* p, const char* end)
 }
 
 // strtoll: saturates at the 64-bit limits.
-inline int64_t parseInt64(const char* p, const char* end)
+inline int64_t parseInt64(const char*& p, const char* end)
 {
     ParsedInteger n = parseInteger(p, end);
     if (n.negative)
@@ -98,7 +99,7 @@ inline int64_t parseInt64(const char* p, const char* end)
 }
 
 // strtoull: saturates, and negates a leading "-" modulo 2^64.
-inline uint64_t parseUInt64(const char* p, const char* end)
+inline uint64_t parseUInt64(const char*& p, const char* end)
 {
     ParsedInteger n = parseInteger(p, end);
     if (n.overflow)
@@ -109,7 +110,7 @@ inline uint64_t parseUInt64(const char* p, const char* end)
 // atof without the locale: leading white space, an optional sign, then a decimal number,
 // "inf"/"infinity" or "nan"; 0 when nothing converts. Out of range gives infinity or zero with
 // the sign, as strtod does.
-inline double parseDouble(const char* p, const char* end)
+inline double parseDouble(const char*& p, const char* end)
 {
     while (p < end && isSpace(*p))
         ++p;
@@ -119,18 +120,21 @@ inline double parseDouble(const char* p, const char* end)
     if (p < end && (*p == '-' || *p == '+'))
         return 0.0; // a second sign: nothing converts
     double value = 0.0;
-    std::from_chars_result r = std::from_chars(p, end, value, std::chars_format::general);
+    const char* start = p;
+    std::from_chars_result r = std::from_chars(start, end, value, std::chars_format::general);
+    if (r.ec != std::errc::invalid_argument)
+        p = r.ptr;
     if (r.ec == std::errc::result_out_of_range) {
         // Overflow or underflow: decide from the exponent's sign, or without an exponent from
         // whether any digit before the point is non-zero.
         bool huge = false;
-        const char* q = p;
+        const char* q = start;
         while (q < r.ptr && *q != 'e' && *q != 'E')
             ++q;
         if (q < r.ptr) {
             huge = q + 1 < r.ptr && q[1] != '-';
         } else {
-            for (const char* d = p; d < r.ptr && *d != '.'; ++d)
+            for (const char* d = start; d < r.ptr && *d != '.'; ++d)
                 huge = huge || (*d >= '1' && *d <= '9');
         }
         value = huge ? std::numeric_limits<double>::infinity() : 0.0;
@@ -138,6 +142,19 @@ inline double parseDouble(const char* p, const char* end)
         value = 0.0;
     }
     return negative ? -value : value;
+}
+
+// A double narrowed to float as IEEE rounding does it, without undefined behaviour for values
+// beyond the float range: they become infinities.
+inline float narrowToFloat(double value)
+{
+    // Halfway between the largest float and the next power of two rounds to infinity.
+    const double limit = static_cast<double>(std::numeric_limits<float>::max()) + 0x1p103;
+    if (value >= limit)
+        return std::numeric_limits<float>::infinity();
+    if (value <= -limit)
+        return -std::numeric_limits<float>::infinity();
+    return static_cast<float>(value);
 }
 
 } // namespace internal

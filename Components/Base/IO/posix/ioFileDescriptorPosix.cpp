@@ -8,43 +8,25 @@
 namespace io {
 namespace internal {
 
-namespace {
-
-FdFailure classify(int errorNumber)
-{
-    switch (errorNumber) {
-    case EINTR:
-        return FdFailure::interrupted;
-    case EAGAIN:
-        return FdFailure::tryAgain;
-    case ENOSPC:
-        return FdFailure::noSpace;
-    default:
-        return FdFailure::other;
-    }
-}
-
-} // namespace
-
 int fdOpen(const char* path, bool forInput, FdFailure& failure)
 {
     int flags = forInput ? O_RDONLY : (O_WRONLY | O_CREAT | O_TRUNC);
     int fd = ::open(path, flags | O_CLOEXEC, 0666);
-    failure = fd < 0 ? classify(errno) : FdFailure::none;
+    failure = fd < 0 ? classifyErrno(errno) : FdFailure::none;
     return fd;
 }
 
 int fdRead(int fd, char* data, int size, FdFailure& failure)
 {
     ssize_t n = ::read(fd, data, static_cast<size_t>(size));
-    failure = n < 0 ? classify(errno) : FdFailure::none;
+    failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return static_cast<int>(n);
 }
 
 int fdWrite(int fd, const char* data, int size, FdFailure& failure)
 {
     ssize_t n = ::write(fd, data, static_cast<size_t>(size));
-    failure = n < 0 ? classify(errno) : FdFailure::none;
+    failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return static_cast<int>(n);
 }
 

@@ -9,45 +9,27 @@
 namespace io {
 namespace internal {
 
-namespace {
-
-FdFailure classify(int errorNumber)
-{
-    switch (errorNumber) {
-    case EINTR:
-        return FdFailure::interrupted;
-    case EAGAIN:
-        return FdFailure::tryAgain;
-    case ENOSPC:
-        return FdFailure::noSpace;
-    default:
-        return FdFailure::other;
-    }
-}
-
-} // namespace
-
 int fdOpen(const char* path, bool forInput, FdFailure& failure)
 {
     // Binary mode: the C runtime must not translate line ends, files are byte-identical.
     int flags = forInput ? (_O_RDONLY | _O_BINARY)
                          : (_O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY);
     int fd = ::_open(path, flags | _O_NOINHERIT, _S_IREAD | _S_IWRITE);
-    failure = fd < 0 ? classify(errno) : FdFailure::none;
+    failure = fd < 0 ? classifyErrno(errno) : FdFailure::none;
     return fd;
 }
 
 int fdRead(int fd, char* data, int size, FdFailure& failure)
 {
     int n = ::_read(fd, data, static_cast<unsigned int>(size));
-    failure = n < 0 ? classify(errno) : FdFailure::none;
+    failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return n;
 }
 
 int fdWrite(int fd, const char* data, int size, FdFailure& failure)
 {
     int n = ::_write(fd, data, static_cast<unsigned int>(size));
-    failure = n < 0 ? classify(errno) : FdFailure::none;
+    failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return n;
 }
 

@@ -1,0 +1,255 @@
+#include "qvLinearMatrix.h"
+
+#include "linear_print.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+using namespace qvLinear;
+
+namespace {
+
+using Long4 = long double[4][4];
+
+// Straightforward references in long double.
+void toLong(const ProjMatrix& m, Long4 out)
+{
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            out[i][j] = m.m[i][j];
+}
+
+// Gauss-Jordan with partial pivoting; false for a singular matrix.
+bool invertLong(const Long4 in, Long4 out)
+{
+    long double a[4][8];
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j) {
+            a[i][j] = in[i][j];
+            a[i][j + 4] = i == j;
+        }
+    for (int c = 0; c < 4; ++c) {
+        int p = c;
+        for (int i = c + 1; i < 4; ++i)
+            if (std::fabs(a[i][c]) > std::fabs(a[p][c]))
+                p = i;
+        if (a[p][c] == 0)
+            return false;
+        for (int j = 0; j < 8; ++j)
+            std::swap(a[c][j], a[p][j]);
+        long double pivot = a[c][c];
+        for (int j = 0; j < 8; ++j)
+            a[c][j] /= pivot;
+        for (int i = 0; i < 4; ++i)
+            if (i != c) {
+                long double f = a[i][c];
+                for (int j = 0; j < 8; ++j)
+                    a[i][j] -= f * a[c][j];
+            }
+    }
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            out[i][j] = a[i][j + 4];
+    return true;
+}
+
+void applyLong(const Long4 m, const Point& p, long double out[4])
+{
+    for (int i = 0; i < 4; ++i)
+        out[i] = m[i][0] * p.x + m[i][1] * p.y + m[i][2] * p.z + m[i][3];
+}
+
+class RandomMatrices {
+public:
+    explicit RandomMatrices(unsigned seed) : random(seed) {}
+    double value(double range) { return std::uniform_real_distribution<double>(-range, range)(random); }
+    Point point() { return Point(value(50), value(50), value(50)); }
+    // A linear part in [-2, 2] whose determinant is not tiny, and a translation in [-100, 100].
+    AffineMatrix affine()
+    {
+        for (;;) {
+            AffineMatrix m;
+            for (int i = 0; i < 3; ++i) {
+                for (int j = 0; j < 3; ++j)
+                    m.m[i][j] = value(2.0);
+                m.m[i][3] = value(100.0);
+            }
+            if (std::fabs(m.determinant()) > 0.5)
+                return m;
+        }
+    }
+    ProjMatrix projective()
+    {
+        ProjMatrix m(affine());
+        for (int j = 0; j < 3; ++j)
+            m.m[3][j] = value(0.01);
+        m.m[3][3] = 1.0 + value(0.2);
+        return m;
+    }
+
+private:
+    std::mt19937_64 random;
+};
+
+double scaleOf(const Point& p) { return 1.0 + std::fabs(p.x) + std::fabs(p.y) + std::fabs(p.z); }
+
+} // namespace
+
+TEST(LinearMatrix, AffineInverseAndTransformsMatchLongDouble)
+{
+    RandomMatrices g(31);
+    for (int n = 0; n < 5000; ++n) {
+        AffineMatrix m = g.affine();
+        Long4 ref, refInverse;
+        toLong(ProjMatrix(m), ref);
+        ASSERT_TRUE(invertLong(ref, refInverse));
+
+        bool ok = false;
+        AffineMatrix inverse = m.inverse(ok);
+        ASSERT_TRUE(ok);
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 4; ++j)
+                ASSERT_NEAR(inverse.m[i][j], double(refInverse[i][j]), 1e-9 * (1.0 + std::fabs(double(refInverse[i][j]))));
+
+        Point p = g.point();
+        long double expected[4];
+        applyLong(ref, p, expected);
+        Point q = m * p;
+        double tol = 1e-13 * scaleOf(q) * 10;
+        EXPECT_NEAR(q.x, double(expected[0]), tol);
+        EXPECT_NEAR(q.y, double(expected[1]), tol);
+        EXPECT_NEAR(q.z, double(expected[2]), tol);
+        EXPECT_LT(distance(inverse * q, p), 1e-9 * scaleOf(p));
+
+        Vector v(p.x, p.y, p.z);
+        EXPECT_LT(((m * v) - (q - m * Point(0, 0, 0))).length(), 1e-10 * scaleOf(q));
+
+        // Products apply right to left and agree with the reference.
+        AffineMatrix other = g.affine();
+        Point viaProduct = (m * other) * p;
+        Point stepwise = m * (other * p);
+        EXPECT_LT(distance(viaProduct, stepwise), 1e-11 * scaleOf(stepwise));
+        EXPECT_TRUE(equivalent(m * inverse, AffineMatrix::identity(), 1e-9));
+        EXPECT_TRUE(equivalent(inverse.inverse(ok), m, 1e-8));
+    }
+}
+
+TEST(LinearMatrix, NormalsStayPerpendicularToTransformedSurfaces)
+{
+    RandomMatrices g(32);
+    for (int n = 0; n < 3000; ++n) {
+        AffineMatrix m = g.affine();
+        Normal normal(g.value(1), g.value(1), g.value(1));
+        if (!normal.valid)
+            continue;
+        Vector tangent = Vector(normal).orthogonalVector();
+        Normal moved = m * normal;
+        ASSERT_TRUE(moved.valid);
+        EXPECT_NEAR(Vector(moved).length(), 1.0, 1e-14);
+        Vector movedTangent = m * tangent;
+        EXPECT_NEAR(dot(moved, movedTangent), 0.0, 1e-12 * movedTangent.length());
+        // Still on the same side: the normal keeps facing the direction it was pushed along.
+        EXPECT_GT(dot(moved, m * Vector(normal)), 0.0);
+    }
+    // A mirror keeps the facing too; a flattening map loses the normal.
+    AffineMatrix mirror = AffineMatrix::scaling(-1.0, 1.0, 1.0);
+    EXPECT_EQ(mirror * Normal(1, 0, 0), Normal(-1, 0, 0));
+    EXPECT_EQ(AffineMatrix::scaling(2.0, 1.0, 1.0) * Normal(1, 1, 0), Normal(1, 2, 0));
+    EXPECT_FALSE((AffineMatrix::scaling(1.0, 1.0, 0.0) * Normal(1, 0, 0)).valid);
+}
+
+TEST(LinearMatrix, SingularMatricesReportFailure)
+{
+    bool ok = true;
+    AffineMatrix flat = AffineMatrix::scaling(1.0, 1.0, 0.0);
+    EXPECT_EQ(flat.inverse(ok), AffineMatrix::identity());
+    EXPECT_FALSE(ok);
+    AffineMatrix zero(0.0);
+    zero.inverse(ok);
+    EXPECT_FALSE(ok);
+    // Nearly singular relative to its size, however large the entries.
+    AffineMatrix nearly = AffineMatrix::identity();
+    nearly.m[0][0] = 1e6;
+    nearly.m[0][1] = 1e6;
+    nearly.m[1][0] = 1e6;
+    nearly.m[1][1] = 1e6 * (1.0 + 1e-15);
+    nearly.inverse(ok);
+    EXPECT_FALSE(ok);
+    // Tiny but well shaped is fine.
+    AffineMatrix small = AffineMatrix::scaling(1e-5, 1e-5, 1e-5);
+    EXPECT_TRUE(equivalent(small.inverse(ok), AffineMatrix::scaling(1e5, 1e5, 1e5), 1e-6));
+    EXPECT_TRUE(ok);
+
+    ProjMatrix projectiveFlat(1.0);
+    projectiveFlat.m[3][3] = 0.0;
+    EXPECT_EQ(projectiveFlat.inverse(ok), ProjMatrix::identity());
+    EXPECT_FALSE(ok);
+    AffineMatrixFlt flatFlt = AffineMatrixFlt::scaling(1.0f, 0.0f, 1.0f);
+    flatFlt.inverse(ok);
+    EXPECT_FALSE(ok);
+}
+
+TEST(LinearMatrix, ProjectiveInverseAndTransformsMatchLongDouble)
+{
+    RandomMatrices g(33);
+    for (int n = 0; n < 3000; ++n) {
+        ProjMatrix m = g.projective();
+        Long4 ref, refInverse;
+        toLong(m, ref);
+        ASSERT_TRUE(invertLong(ref, refInverse));
+        bool ok = false;
+        ProjMatrix inverse = m.inverse(ok);
+        ASSERT_TRUE(ok);
+        for (int i = 0; i < 4; ++i)
+            for (int j = 0; j < 4; ++j)
+                ASSERT_NEAR(inverse.m[i][j], double(refInverse[i][j]), 1e-9 * (1.0 + std::fabs(double(refInverse[i][j]))));
+
+        Point p = g.point();
+        long double h[4];
+        applyLong(ref, p, h);
+        Point q = m * p;
+        EXPECT_LT(distance(q, Point(double(h[0] / h[3]), double(h[1] / h[3]), double(h[2] / h[3]))), 1e-12 * scaleOf(q));
+        HPoint hq = m * HPoint(p);
+        EXPECT_LT(distance(Point(hq), q), 1e-12 * scaleOf(q));
+        EXPECT_LT(distance(inverse * q, p), 1e-8 * scaleOf(p));
+        EXPECT_EQ(m.transposed().transposed(), m);
+    }
+}
+
+TEST(LinearMatrix, BuildingTransformsAndConversions)
+{
+    // Each step applies after the ones before: translate, then turn a quarter about z.
+    AffineMatrix m = AffineMatrix::identity();
+    m.translate(Vector(1, 0, 0)).rotate(toRadians(90.0), Normal(0, 0, 1)).scale(2.0);
+    EXPECT_TRUE(equivalent(m * Point(0, 0, 0), Point(0, 2, 0), 1e-15));
+    EXPECT_TRUE(equivalent(m * Point(1, 0, 3), Point(0, 4, 6), 1e-15));
+    EXPECT_TRUE(equivalent(m * Vector(1, 0, 0), Vector(0, 2, 0), 1e-15));
+    EXPECT_EQ(AffineMatrix(3.0) * Point(1, 2, 3), Point(3, 6, 9));
+    EXPECT_EQ(AffineMatrix::translation(Vector(1, 2, 3)) * Vector(1, 1, 1), Vector(1, 1, 1));
+
+    ProjMatrix p(m);
+    EXPECT_EQ(AffineMatrix(Promise(), p), m);
+    EXPECT_EQ(p * Point(1, 0, 3), m * Point(1, 0, 3));
+    ProjMatrix translated = ProjMatrix::identity();
+    translated.translate(Vector(0, 0, 5)).scale(1, 1, 2);
+    EXPECT_EQ(translated * Point(1, 1, 1), Point(1, 1, 12));
+    EXPECT_EQ(p * AffineMatrix::identity(), p);
+    EXPECT_EQ(AffineMatrix::identity() * p, p);
+    ProjMatrix t = m.transposed();
+    EXPECT_EQ(t.m[3][0], m.m[0][3]);
+    EXPECT_EQ(t.m[0][3], 0.0);
+
+    // Single precision follows the double result to float accuracy.
+    AffineMatrixFlt f(m);
+    PointFlt pf = f * PointFlt(1, 0, 3);
+    EXPECT_NEAR(pf.y, 4.0f, 1e-5f);
+    EXPECT_TRUE(equivalent(AffineMatrix(f), m, 1e-6));
+    bool ok = false;
+    EXPECT_TRUE(equivalent(f * f.inverse(ok), AffineMatrixFlt::identity()));
+    EXPECT_TRUE(ok);
+    ProjMatrixFlt pf4(p);
+    EXPECT_NEAR((pf4 * VectorFlt(1, 0, 0)).y, 2.0f, 1e-6f);
+    EXPECT_FALSE(equivalent(m, AffineMatrix::identity()));
+}

@@ -1,0 +1,152 @@
+#include "qvUtilInitializer.h"
+
+#include "internal/qvUtilInitializerState.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using qvUtil::Error;
+using qvUtil::Initializer;
+
+namespace {
+
+// Each test builds its own steps; a step leaves the registry when it goes out of scope, so the
+// tests do not see each other's steps.
+class Step : public Initializer {
+public:
+    Step(std::string name, std::vector<std::string>& log, Error result = Error())
+        : name(std::move(name)), log(log), result(result)
+    {
+    }
+    void needs(Step& prerequisite) { dependsOn(&prerequisite); }
+    Error initialize() override
+    {
+        log.push_back(name);
+        return result;
+    }
+
+private:
+    std::string name;
+    std::vector<std::string>& log;
+    Error result;
+};
+
+} // namespace
+
+// Declared the way modules declare their steps: registered while static objects are built.
+class StaticStep : public Initializer {
+public:
+    Error initialize() override
+    {
+        ++runs;
+        return Error();
+    }
+    int runs = 0;
+};
+StaticStep staticStep;
+
+TEST(Initializer, StaticStepRegistersBeforeMainAndRuns)
+{
+    int before = staticStep.runs;
+    EXPECT_FALSE(Initializer::initializeAll());
+    EXPECT_EQ(staticStep.runs, before + 1);
+    EXPECT_GT(staticStep.getCount(), 0);
+}
+
+TEST(Initializer, ChainRunsPrerequisitesFirstWhateverTheRegistrationOrder)
+{
+    std::vector<std::string> log;
+    Step a("A", log), b("B", log), c("C", log);
+    a.needs(b);
+    b.needs(c);
+    EXPECT_EQ(a.getCount(), 0);
+
+    ASSERT_FALSE(Initializer::initializeAll());
+    EXPECT_EQ(log, (std::vector<std::string>{"C", "B", "A"}));
+    EXPECT_EQ(c.getCount(), 3);
+    EXPECT_EQ(b.getCount(), 2);
+    EXPECT_EQ(a.getCount(), 1);
+
+    // Counts are not reset: a second run weighs again on top of the first and runs every step
+    // again.
+    log.clear();
+    ASSERT_FALSE(Initializer::initializeAll());
+    EXPECT_EQ(log, (std::vector<std::string>{"C", "B", "A"}));
+    EXPECT_EQ(c.getCount(), 6);
+    EXPECT_EQ(a.getCount(), 2);
+}
+
+TEST(Initializer, SharedPrerequisiteRunsBeforeBothDependents)
+{
+    std::vector<std::string> log;
+    Step left("left", log), right("right", log), shared("shared", log), alone("alone", log);
+    left.needs(shared);
+    right.needs(shared);
+
+    ASSERT_FALSE(Initializer::initializeAll());
+    ASSERT_EQ(log.size(), 4u);
+    EXPECT_EQ(log[0], "shared");
+    EXPECT_EQ(shared.getCount(), 3);
+    EXPECT_EQ(left.getCount(), 1);
+    EXPECT_EQ(alone.getCount(), 1);
+
+    // A diamond: the bottom is reached through both sides and outweighs everything above it.
+    std::vector<std::string> diamondLog;
+    Step top("top", diamondLog), l("l", diamondLog), r("r", diamondLog), bottom("bottom", diamondLog);
+    top.needs(l);
+    top.needs(r);
+    l.needs(bottom);
+    r.needs(bottom);
+    ASSERT_FALSE(Initializer::initializeAll());
+    EXPECT_EQ(bottom.getCount(), 5);
+    EXPECT_EQ(diamondLog.front(), "bottom");
+    EXPECT_EQ(diamondLog.back(), "top");
+}
+
+TEST(Initializer, FailureStopsTheRunAndIsReturned)
+{
+    std::vector<std::string> log;
+    Step first("first", log), broken("broken", log, Error(42, "disk %s missing", "D")), last("last", log);
+    last.needs(broken);
+    broken.needs(first);
+
+    Error result = Initializer::initializeAll();
+    EXPECT_EQ(result.num(), 42);
+    EXPECT_STREQ(result.message(), "disk D missing");
+    EXPECT_EQ(log, (std::vector<std::string>{"first", "broken"}));
+
+    // A second run weighs and runs again and meets the same failure.
+    log.clear();
+    EXPECT_EQ(Initializer::initializeAll().num(), 42);
+    EXPECT_EQ(log, (std::vector<std::string>{"first", "broken"}));
+}
+
+TEST(Initializer, AlreadyCalledFlagRefusesTheRun)
+{
+    std::vector<std::string> log;
+    Step step("step", log);
+    qvUtil::internal::initializerAlreadyCalled() = 1;
+    Error result = Initializer::initializeAll();
+    qvUtil::internal::initializerAlreadyCalled() = 0;
+    EXPECT_EQ(result.num(), 1);
+    EXPECT_STREQ(result.message(), "Initializer::initializeAll() already called");
+    EXPECT_TRUE(log.empty());
+    EXPECT_EQ(step.getCount(), 0);
+}
+
+TEST(Initializer, CopiesAreNotRegisteredAndGoneStepsLeaveNoTrace)
+{
+    std::vector<std::string> log;
+    Step original("original", log);
+    {
+        Step prerequisite("gone", log);
+        original.needs(prerequisite);
+    }
+    Step copy(original); // copies the weight, not the registration
+    ASSERT_FALSE(Initializer::initializeAll());
+    EXPECT_EQ(log, (std::vector<std::string>{"original"}));
+    EXPECT_EQ(original.getCount(), 1);
+    EXPECT_EQ(copy.getCount(), 0);
+}

@@ -2,53 +2,20 @@
 // file or checksum error) without a memory fault, an endless loop or an allocation larger than
 // the input. Bytes written through the filter must read back exactly.
 #include "ioBufferedStream.h"
+#include "../tests/support/qvTestMemoryStream.h"
 
 #include <cstdint>
 #include <cstring>
 #include <string>
 
-namespace {
-
-class MemoryBuffer : public ioBuffer {
-public:
-    MemoryBuffer(bool input, std::string* bytes) : ioBuffer(input), bytes(bytes) {}
-    int type() const override { return typeFD; }
-    void close() override {}
-    int read(char* data, int size) override
-    {
-        if (offset >= bytes->size()) {
-            setStatus(statusEndOfFile);
-            return 0;
-        }
-        size_t n = bytes->size() - offset < static_cast<size_t>(size) ? bytes->size() - offset : static_cast<size_t>(size);
-        std::memcpy(data, bytes->data() + offset, n);
-        offset += n;
-        return static_cast<int>(n);
-    }
-    void write(const char* data, int size) override { bytes->append(data, static_cast<size_t>(size)); }
-
-private:
-    std::string* bytes;
-    size_t offset = 0;
-};
-
-class MemoryInput : public ioBufferedStreamInput {
-public:
-    explicit MemoryInput(std::string* bytes) { replaceChain(new MemoryBuffer(true, bytes)); }
-};
-
-class MemoryOutput : public ioBufferedStreamOutput {
-public:
-    explicit MemoryOutput(std::string* bytes) { replaceChain(new MemoryBuffer(false, bytes)); }
-};
-
-} // namespace
+using qvTest::MemoryInput;
+using qvTest::MemoryOutput;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     std::string input(reinterpret_cast<const char*>(data), size);
     {
-        MemoryInput in(&input);
+        MemoryInput in(input);
         in.checksum(true);
         char area[777];
         while (in.good()) {
@@ -60,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     {
         std::string framed;
-        MemoryOutput out(&framed);
+        MemoryOutput out(framed);
         out.checksum(true);
         // Uneven pieces make blocks of many lengths.
         for (size_t at = 0; at < size;) {
@@ -73,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         }
         out.checksum(false);
         out.close();
-        MemoryInput in(&framed);
+        MemoryInput in(framed);
         in.checksum(true);
         std::string back(size + 1, '\0');
         if (in.readData(&back[0], static_cast<int>(size + 1)) != static_cast<int>(size) ||

@@ -2,53 +2,20 @@
 // status (end of section, or input/output error) without a memory fault or an endless loop. The
 // same bytes are also compressed and read back, which must give them back exactly.
 #include "ioBufferedStream.h"
+#include "../tests/support/qvTestMemoryStream.h"
 
 #include <cstdint>
 #include <cstring>
 #include <string>
 
-namespace {
-
-class MemoryBuffer : public ioBuffer {
-public:
-    MemoryBuffer(bool input, std::string* bytes) : ioBuffer(input), bytes(bytes) {}
-    int type() const override { return typeFD; }
-    void close() override {}
-    int read(char* data, int size) override
-    {
-        if (offset >= bytes->size()) {
-            setStatus(statusEndOfFile);
-            return 0;
-        }
-        size_t n = bytes->size() - offset < static_cast<size_t>(size) ? bytes->size() - offset : static_cast<size_t>(size);
-        std::memcpy(data, bytes->data() + offset, n);
-        offset += n;
-        return static_cast<int>(n);
-    }
-    void write(const char* data, int size) override { bytes->append(data, static_cast<size_t>(size)); }
-
-private:
-    std::string* bytes;
-    size_t offset = 0;
-};
-
-class MemoryInput : public ioBufferedStreamInput {
-public:
-    explicit MemoryInput(std::string* bytes) { replaceChain(new MemoryBuffer(true, bytes)); }
-};
-
-class MemoryOutput : public ioBufferedStreamOutput {
-public:
-    explicit MemoryOutput(std::string* bytes) { replaceChain(new MemoryBuffer(false, bytes)); }
-};
-
-} // namespace
+using qvTest::MemoryInput;
+using qvTest::MemoryOutput;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     std::string input(reinterpret_cast<const char*>(data), size);
     {
-        MemoryInput in(&input);
+        MemoryInput in(input);
         in.compress(true);
         char area[1000];
         long long total = 0;
@@ -65,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     {
         std::string packed;
-        MemoryOutput out(&packed);
+        MemoryOutput out(packed);
         out.compress(true);
         out.writeData(input.data(), static_cast<int>(input.size()));
         out.compress(false);
@@ -73,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         out.close();
         if (size == 0)
             return 0;
-        MemoryInput in(&packed);
+        MemoryInput in(packed);
         in.compress(true);
         std::string back(size, '\0');
         if (in.readData(&back[0], static_cast<int>(size)) != static_cast<int>(size) || back != input)

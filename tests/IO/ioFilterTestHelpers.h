@@ -5,6 +5,7 @@
 // through any stack of filters.
 
 #include "ioBufferedStream.h"
+#include "qvTestMemoryStream.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,43 +15,8 @@
 
 namespace ioTest {
 
-// A bottom buffer over a string: reads serve it, writes append to it.
-class MemoryBuffer : public ioBuffer {
-public:
-    MemoryBuffer(bool input, std::string* bytes) : ioBuffer(input), bytes(bytes) {}
-    int type() const override { return typeFD; }
-    void close() override {}
-    int read(char* data, int size) override
-    {
-        if (offset >= bytes->size()) {
-            setStatus(statusEndOfFile);
-            return 0;
-        }
-        int n = static_cast<int>(std::min<size_t>(static_cast<size_t>(size), bytes->size() - offset));
-        std::memcpy(data, bytes->data() + offset, static_cast<size_t>(n));
-        offset += static_cast<size_t>(n);
-        return n;
-    }
-    void write(const char* data, int size) override { bytes->append(data, static_cast<size_t>(size)); }
-
-private:
-    std::string* bytes;
-    size_t offset = 0;
-};
-
-class MemoryInput : public ioBufferedStreamInput {
-public:
-    explicit MemoryInput(const std::string& source) : bytes(source) { replaceChain(new MemoryBuffer(true, &bytes)); }
-    ~MemoryInput() override { close(); }
-
-private:
-    std::string bytes;
-};
-
-class MemoryOutput : public ioBufferedStreamOutput {
-public:
-    explicit MemoryOutput(std::string& target) { replaceChain(new MemoryBuffer(false, &target)); }
-};
+using qvTest::MemoryInput;
+using qvTest::MemoryOutput;
 
 enum class Filter { compress, checksum, encrypt };
 

@@ -73,6 +73,10 @@ public:
     void setStatus(int value) { bufferStatus = value; }
 
 protected:
+    // For filters' close(): flush the chain beneath (output side), close it and take over its
+    // status.
+    void closeBelow();
+
     qvUtil::Error error;
     char dataArea[dataSize];
     int position;

@@ -48,12 +48,7 @@ void ioBufferChecksum::finish()
 void ioBufferChecksum::close()
 {
     finish();
-    if (next) {
-        if (!isInput)
-            next->flushChain();
-        next->close();
-        promoteStatus(true);
-    }
+    closeBelow();
 }
 
 uint16_t ioBufferChecksum::addToSum(uint16_t start, const void* data, uint32_t size)

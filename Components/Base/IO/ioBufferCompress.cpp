@@ -23,7 +23,7 @@ ioBufferCompress::ioBufferCompress(bool input)
     : ioBuffer(input), nBits(initialBits), maxCode(maxCodeFor(initialBits)), freeEnt(firstCode),
       clearFlag(false), ratio(0), checkpoint(checkGap), inCount(0), outCount(0), ent(0),
       bitOffset(0), hashTable(nullptr), prefixTable(nullptr),
-      stack(nullptr), lengthTable(nullptr), started(false), finished(false), endState(endRunning),
+      stack(nullptr), lengthTable(nullptr), started(false), finished(false), endState(endRunning), expectLiteral(false),
       bitBuffer(0), bitCount(0), outArea(nullptr), outUsed(0), groupBits(0),
       stackPos(stackSize), oldCode(0), finChar(0)
 {
@@ -57,10 +57,7 @@ int ioBufferCompress::type() const
 void ioBufferCompress::close()
 {
     finish();
-    if (next) {
-        next->close();
-        promoteStatus(true);
-    }
+    closeBelow();
 }
 
 // ---- output
@@ -358,21 +355,7 @@ int ioBufferCompress::read(char* data, int size)
     if (!started) {
         if (!next || !startInput())
             return 0;
-        // The first code is a literal: both the first byte and the previous code.
-        int32_t code = nextCode();
-        if (code == endCode) {
-            endState = endSeen;
-        } else if (code < 0) {
-            endState = endMissing;
-        } else if (code > 255) {
-            endState = endDamaged;
-            setStatus(statusIOError);
-            return 0;
-        } else {
-            oldCode = code;
-            finChar = code;
-            stack[--stackPos] = static_cast<unsigned char>(code);
-        }
+        expectLiteral = true;
     }
 
     unsigned char* out = reinterpret_cast<unsigned char*>(data);
@@ -438,28 +421,25 @@ int ioBufferCompress::read(char* data, int size)
             endState = endSeen;
             break;
         }
-        if (code == clearCode) {
-            // Start afresh: the next code is a literal that adds no entry, as at the start.
+        if (code == clearCode && !expectLiteral) {
+            // Start afresh, as at the start of the data.
             save();
             freeEnt = firstCode;
             clearFlag = true;
-            code = nextCode();
             load();
-            if (code < 0) {
-                endState = endMissing;
-                break;
-            }
-            if (code == endCode) {
-                endState = endSeen;
-                break;
-            }
+            expectLiteral = true;
+            continue;
+        }
+        if (expectLiteral) {
+            // The first code (of the data, or after a clear) is a literal that adds no entry.
             if (code > 255) {
                 damaged = true;
                 break;
             }
+            expectLiteral = false;
             old = code;
             fin = code;
-            stack[--stackPos] = static_cast<unsigned char>(code);
+            out[produced++] = static_cast<unsigned char>(code);
             continue;
         }
         const int32_t inCode = code;

@@ -82,6 +82,7 @@ private:
     // Input: how the data ended. The end code is reported (status 5) only by a read that
     // delivers nothing, so that the bytes before it are not lost.
     enum { endRunning, endSeen, endMissing, endDamaged } endState;
+    bool expectLiteral; // input: the next code starts the data or follows a clear
     // Output: packed bits not yet whole bytes, and bytes waiting for the buffer beneath.
     uint64_t bitBuffer;
     int bitCount;

@@ -174,12 +174,7 @@ void ioBufferEncrypt::finish()
 void ioBufferEncrypt::close()
 {
     finish();
-    if (next) {
-        if (!isInput)
-            next->flushChain();
-        next->close();
-        promoteStatus(true);
-    }
+    closeBelow();
 }
 
 bool ioBufferEncrypt::fetchRecord()

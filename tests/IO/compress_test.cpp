@@ -57,7 +57,7 @@ TEST(Compress, EverySizeRoundTripsAndThePlainBytesBehindItFollow)
     std::string mixed = ioTest::mixedData(3000, 1);
     std::string noise = ioTest::randomData(3000, 2);
     std::string run(3000, 'x');
-    for (size_t size = 1; size <= 3000; size += size < 400 ? 1 : 7) {
+    for (size_t size = 1; size <= 3000; size += size < 300 ? 1 : 53) {
         expectRoundTrip(mixed.substr(0, size), trailer, "mixed");
         expectRoundTrip(noise.substr(0, size), trailer, "random");
         expectRoundTrip(run.substr(0, size), trailer, "run");

@@ -57,7 +57,7 @@ TEST(FilterStacks, EverySmallSizeRoundTripsThroughAllThreeFilters)
     for (const auto& stack : ioTest::everyStack()) {
         if (stack.size() != 3)
             continue;
-        for (size_t size = 1; size <= 3000; size += size < 300 ? 1 : 41) {
+        for (size_t size = 1; size <= 3000; size += size < 120 ? 1 : 211) {
             std::string part = data.substr(0, size);
             ioTest::FilteredRead read =
                 ioTest::readFiltered(stack, ioTest::writeFiltered(stack, part, "t"), size, 1);

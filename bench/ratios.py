@@ -1,5 +1,6 @@
 """Pairs "<case>/qv" with "<case>/anchor" in a Google Benchmark JSON report and prints ratios."""
 import json
+import re
 import sys
 
 program, path = sys.argv[1], sys.argv[2]
@@ -11,7 +12,8 @@ rates = {}
 for b in report["benchmarks"]:
     if b.get("aggregate_name") != "median":
         continue
-    name = b["run_name"]
+    # Options such as Iterations(1) or UseRealTime() append "/iterations:1", "/real_time".
+    name = re.sub(r"(/(iterations|min_time|repeats):[^/]*|/(real|manual)_time)+$", "", b["run_name"])
     medians[name] = b["real_time"], b["time_unit"]
     if "bytes_per_second" in b:
         rates[name] = b["bytes_per_second"] / 1e6

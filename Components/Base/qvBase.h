@@ -42,6 +42,9 @@
 // Packet files
 #include "ioBuffer.h"
 #include "ioBufferedStream.h"
+#include "ioBufferCompress.h"
+#include "ioBufferChecksum.h"
+#include "ioBufferEncrypt.h"
 #include "ioHeader.h"
 #include "ioPacketType.h"
 #include "ioPacketRegistry.h"

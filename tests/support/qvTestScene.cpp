@@ -433,13 +433,16 @@ Scene makeScene(const SceneOptions& options)
     return scene;
 }
 
-ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method)
+ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method,
+                    const std::function<void()>& afterRegistry)
 {
     SceneRegistry registry(false, nullptr);
     std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(stream, method, &registry));
     if (!ctx)
         return ioError;
     ctx->startFile();
+    if (afterRegistry)
+        afterRegistry();
     ioPacketType* meshType = registry.lookup(meshTypeName);
     ioPacketType* materialType = registry.lookup(materialTypeName);
     ioPacketType* nodeType = registry.lookup(nodeTypeName);
@@ -480,7 +483,8 @@ ioStatus writeSceneFile(const Scene& scene, const std::string& path, ioWriteMeth
     return status;
 }
 
-SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream)
+SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
+                          const std::function<void()>& afterRegistry)
 {
     SceneReadResult result;
     ReadState state{&scene, &result};
@@ -490,6 +494,8 @@ SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream)
         return result;
     result.opened = true;
     ioClientReadContext client(*ctx);
+    if (afterRegistry && ctx->readRegistry() == ioOk)
+        afterRegistry();
     ctx->readFile(client);
     result.status = ctx->getStatus();
     result.packetsRead = ctx->getPacketsRead();

@@ -17,6 +17,7 @@
 #include "ioHeader.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -93,7 +94,9 @@ Scene makeScene(const SceneOptions& options);
 
 // The whole file: header, registry, one packet per object, end-of-file packet. Returns the
 // write context's final status (ioError when the method cannot be written).
-ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method);
+// afterRegistry, when given, runs between the registry and the first packet (to push filters).
+ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method,
+                    const std::function<void()>& afterRegistry = {});
 ioStatus writeSceneFile(const Scene& scene, const std::string& path, ioWriteMethod method);
 
 struct SceneReadResult {
@@ -106,7 +109,9 @@ struct SceneReadResult {
 };
 
 // Reads a scene file (any method the library reads) into scene, which must be empty.
-SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream);
+// afterRegistry, when given, runs between the registry and the first packet (to push filters).
+SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
+                          const std::function<void()>& afterRegistry = {});
 SceneReadResult readSceneFile(Scene& scene, const std::string& path);
 
 // "" when the two scenes hold the same objects, values and references; else the first

@@ -111,6 +111,16 @@ void ioBuffer::promoteStatus(bool atEnd)
     }
 }
 
+void ioBuffer::closeBelow()
+{
+    if (!next)
+        return;
+    if (!isInput)
+        next->flushChain();
+    next->close();
+    promoteStatus(true);
+}
+
 ioBuffer* ioBuffer::detachNext()
 {
     finish();

@@ -51,6 +51,16 @@ public:
     int readBytes(void* dst, int n);
     // Copies n bytes into the data area, draining it whenever it is full.
     void writeBytes(const void* src, int n);
+    // The next n unread bytes of the data area, consumed, or null when fewer are there (then
+    // use readBytes). Lets a filter take small runs from the buffer beneath without a copy loop.
+    const char* takeBytes(int n)
+    {
+        if (count - position < n)
+            return nullptr;
+        const char* at = dataArea + position;
+        position += n;
+        return at;
+    }
     // Takes over the status of `next`: failures always, the two end conditions only at the end.
     void promoteStatus(bool atEnd);
 
@@ -63,6 +73,10 @@ public:
     void setStatus(int value) { bufferStatus = value; }
 
 protected:
+    // For filters' close(): flush the chain beneath (output side), close it and take over its
+    // status.
+    void closeBelow();
+
     qvUtil::Error error;
     char dataArea[dataSize];
     int position;

@@ -1,5 +1,8 @@
 #include "ioBufferedStream.h"
 
+#include "ioBufferChecksum.h"
+#include "ioBufferCompress.h"
+#include "ioBufferEncrypt.h"
 #include "internal/ioFileDescriptor.h"
 
 #include <cstdarg>
@@ -94,11 +97,43 @@ void ioBufferedStream::addBufferToChain(ioBuffer* buffer)
 
 void ioBufferedStream::popBufferChain()
 {
-    if (!top)
+    // The bottom buffer stays: removing it would lose the descriptor.
+    if (!top || !top->next)
         return;
     ioBuffer* below = top->detachNext();
     delete top;
     top = below;
+}
+
+void ioBufferedStream::pushOrPop(bool on, ioBuffer* (*make)(bool))
+{
+    if (!top) {
+        setStatus(ioStreamIOError);
+        return;
+    }
+    if (on) {
+        addBufferToChain(make(isInput));
+        return;
+    }
+    popBufferChain();
+    promoteBufferStatus();
+}
+
+void ioBufferedStream::compress(bool on)
+{
+    pushOrPop(on, [](bool input) -> ioBuffer* { return new ioBufferCompress(input); });
+    if (!on && status == ioStreamEndOfSection)
+        status = ioStreamOk;
+}
+
+void ioBufferedStream::checksum(bool on)
+{
+    pushOrPop(on, [](bool input) -> ioBuffer* { return new ioBufferChecksum(input); });
+}
+
+void ioBufferedStream::encrypt(bool on)
+{
+    pushOrPop(on, [](bool input) -> ioBuffer* { return new ioBufferEncrypt(input); });
 }
 
 // ---- input

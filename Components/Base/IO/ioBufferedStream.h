@@ -39,6 +39,15 @@ public:
     bool good() const { return status == ioStreamOk; }
     ioStreamStatus getStatus() const { return status; }
 
+    // Filters: true pushes a new filter buffer of the stream's direction on top of the chain,
+    // false finishes and removes the top filter (the bottom buffer is never removed). What a
+    // writer pushes and pops, the reader must push and pop at the same point of the bytes.
+    // After compress(false) an end of compressed section is cleared, so reading goes on with
+    // the plain bytes behind it.
+    void compress(bool on);
+    void checksum(bool on);
+    void encrypt(bool on);
+
     // The progress function of the top buffer receives its running byte count after each
     // refill or flush.
     void associateProgressFunction(void (*function)(int));
@@ -63,6 +72,7 @@ protected:
 private:
     void addBufferToChain(ioBuffer* buffer);
     void popBufferChain();
+    void pushOrPop(bool on, ioBuffer* (*make)(bool isInput));
 };
 
 class QV_BASE_API ioBufferedStreamInput : public ioBufferedStream {

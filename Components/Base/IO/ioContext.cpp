@@ -306,7 +306,7 @@ void ioWriteContext::endFile()
 
 ioReadContext::ioReadContext(ioBufferedStreamInput& s)
     : stream(s), packetReference(0), packetReferenceDefined(false), eofType(nullptr),
-      packetsRead(0), halted(false)
+      packetsRead(0), halted(false), registryRead(false)
 {
 }
 
@@ -409,15 +409,8 @@ void ioReadContext::readFile(ioClientReadContext& client)
         setStatus(ioError);
         return;
     }
-    if (!good())
+    if (!good() || readRegistry() != ioOk)
         return;
-    registry->init();
-    if (registry->readRegistry(stream) != ioOk) {
-        ioPacketFileError("ioPacketFile: The packet type registry of the file is damaged: %s.\n",
-                          registry->readProblem());
-        setStatus(ioBadData);
-        return;
-    }
     eofType = registry->lookup("packetFile_EOF");
     pushPacket();
     while (good() && !halted)
@@ -429,6 +422,26 @@ void ioReadContext::readFile(ioClientReadContext& client)
         resolveRemainingReferences(client);
         setStatus(ioOk);
     }
+}
+
+ioStatus ioReadContext::readRegistry()
+{
+    ioPacketRegistry* registry = getRegistry();
+    if (!registry) {
+        ioPacketFileError("ioPacketFile: readFile needs a packet type registry.\n");
+        setStatus(ioError);
+        return getStatus();
+    }
+    if (registryRead || !good())
+        return getStatus();
+    registryRead = true;
+    registry->init();
+    if (registry->readRegistry(stream) != ioOk) {
+        ioPacketFileError("ioPacketFile: The packet type registry of the file is damaged: %s.\n",
+                          registry->readProblem());
+        setStatus(ioBadData);
+    }
+    return getStatus();
 }
 
 void ioReadContext::reportStreamFailure()

@@ -250,6 +250,10 @@ public:
     // Reads the registry, then every packet up to the end-of-file packet; reports the
     // references left open. Ends with ioOk, or the status that stopped it.
     void readFile(ioClientReadContext& client);
+    // Reads the registry now; readFile then starts with the packets. A host whose writer pushed
+    // filters after startFile() (which leaves the header and the registry plain) calls this,
+    // pushes the same filters on the stream, then calls readFile. Returns the status.
+    ioStatus readRegistry();
     // Stops readFile after the current packet (status ioHalted).
     void halt() { halted = true; }
     bool isHalted() const { return halted; }
@@ -275,6 +279,7 @@ private:
     ioPacketType* eofType;
     int packetsRead;
     bool halted;
+    bool registryRead; // readRegistry() ran
 };
 
 // The handle through which a packet type's read() reaches the read context. Hosts derive from

@@ -1,0 +1,505 @@
+#include "ioBufferCompress.h"
+
+#include <cstring>
+
+namespace {
+
+const unsigned char magic[3] = {0x1F, 0x9D, 0x90};
+
+// Room for the output staging area: one data area plus the largest step that outputCode or
+// padGroup can add before the area is drained.
+constexpr int outAreaSize = ioBuffer::dataSize + 64;
+// One byte per code that a string can chain through, and then some.
+constexpr int stackSize = ioBufferCompress::maxMaxCode;
+
+inline int32_t maxCodeFor(int bits)
+{
+    return bits == ioBufferCompress::maxBits ? ioBufferCompress::maxMaxCode : (1 << bits) - 1;
+}
+
+} // namespace
+
+ioBufferCompress::ioBufferCompress(bool input)
+    : ioBuffer(input), nBits(initialBits), maxCode(maxCodeFor(initialBits)), freeEnt(firstCode),
+      clearFlag(false), ratio(0), checkpoint(checkGap), inCount(0), outCount(0), ent(0),
+      bitOffset(0), hashTable(nullptr), prefixTable(nullptr),
+      stack(nullptr), lengthTable(nullptr), started(false), finished(false), endState(endRunning), expectLiteral(false),
+      bitBuffer(0), bitCount(0), outArea(nullptr), outUsed(0), groupBits(0),
+      stackPos(stackSize), oldCode(0), finChar(0)
+{
+    std::memset(group, 0, sizeof group);
+}
+
+ioBufferCompress::~ioBufferCompress()
+{
+    releaseTables();
+}
+
+void ioBufferCompress::releaseTables()
+{
+    delete[] hashTable;
+    delete[] prefixTable;
+    delete[] stack;
+    delete[] lengthTable;
+    delete[] outArea;
+    hashTable = nullptr;
+    prefixTable = nullptr;
+    stack = nullptr;
+    lengthTable = nullptr;
+    outArea = nullptr;
+}
+
+int ioBufferCompress::type() const
+{
+    return typeCompress;
+}
+
+void ioBufferCompress::close()
+{
+    finish();
+    closeBelow();
+}
+
+// ---- output
+
+void ioBufferCompress::startOutput()
+{
+    started = true;
+    hashTable = new uint64_t[hashSize];
+    std::memset(hashTable, 0xFF, sizeof(uint64_t) * hashSize);
+    if (!outArea)
+        outArea = new unsigned char[outAreaSize];
+    std::memcpy(outArea, magic, sizeof magic);
+    outUsed = sizeof magic;
+    outCount = 0;
+}
+
+void ioBufferCompress::drainOutput()
+{
+    if (outUsed > 0 && next) {
+        next->writeBytes(outArea, outUsed);
+        promoteStatus(true);
+    }
+    outCount += outUsed;
+    outUsed = 0;
+}
+
+void ioBufferCompress::outputCode(int32_t code)
+{
+    bitBuffer |= static_cast<uint64_t>(code) << bitCount;
+    bitCount += nBits;
+    while (bitCount >= 8) {
+        outArea[outUsed++] = static_cast<unsigned char>(bitBuffer);
+        bitBuffer >>= 8;
+        bitCount -= 8;
+    }
+    // Eight codes of nBits bits make a group of nBits whole bytes.
+    if (++bitOffset == 8)
+        bitOffset = 0;
+    afterOutput();
+}
+
+void ioBufferCompress::afterOutput()
+{
+    // A new width, or a clear, starts a new group: the decoder reads whole groups of the width
+    // it expects, so the rest of the current one is padded.
+    if (freeEnt > maxCode || clearFlag) {
+        padGroup();
+        if (clearFlag) {
+            nBits = initialBits;
+            clearFlag = false;
+        } else {
+            ++nBits;
+        }
+        maxCode = maxCodeFor(nBits);
+    }
+    if (outUsed >= dataSize)
+        drainOutput();
+}
+
+void ioBufferCompress::padGroup()
+{
+    if (bitOffset == 0)
+        return;
+    int padBits = (8 - bitOffset) * nBits;
+    bitCount += padBits; // the pending bits are followed by zeros
+    while (bitCount >= 8) {
+        outArea[outUsed++] = static_cast<unsigned char>(bitBuffer);
+        bitBuffer >>= 8;
+        bitCount -= 8;
+    }
+    bitOffset = 0;
+}
+
+void ioBufferCompress::clearBlock()
+{
+    checkpoint = inCount + checkGap;
+    const int64_t out = outCount + outUsed;
+    int64_t rat;
+    if (inCount < 0x800000) {
+        rat = (inCount << 8) / out;
+    } else {
+        int64_t divisor = out >> 8;
+        rat = divisor == 0 ? 0x7FFFFFFF : inCount / divisor;
+    }
+    if (rat > ratio) {
+        ratio = rat;
+        return;
+    }
+    ratio = 0;
+    std::memset(hashTable, 0xFF, sizeof(uint64_t) * hashSize);
+    freeEnt = firstCode;
+    clearFlag = true;
+    outputCode(clearCode);
+}
+
+void ioBufferCompress::write(const char* data, int size)
+{
+    if (!good() || finished || size < 1)
+        return;
+    const unsigned char* in = reinterpret_cast<const unsigned char*>(data);
+    const unsigned char* end = in + size;
+    if (!started) {
+        startOutput();
+        ent = *in++;
+        inCount = 1;
+    }
+    // The hot loop works on locals (stores to the output area could alias any member); the
+    // rare steps (new width, clear, full area) write them back, run, and reload them.
+    uint64_t* const table = hashTable;
+    unsigned char* const area = outArea;
+    unsigned char* const areaEnd = outArea + dataSize;
+    int32_t code = ent;
+    int64_t count = inCount;
+    unsigned char* op = area + outUsed;
+    uint64_t acc = bitBuffer;
+    int accBits = bitCount;
+    int inGroup = bitOffset;
+    int bits = nBits;
+    int32_t limit = maxCode;
+    int32_t free = freeEnt;
+    auto save = [&] {
+        inCount = count;
+        outUsed = static_cast<int>(op - area);
+        bitBuffer = acc;
+        bitCount = accBits;
+        bitOffset = inGroup;
+        freeEnt = free;
+    };
+    auto load = [&] {
+        op = area + outUsed;
+        acc = bitBuffer;
+        accBits = bitCount;
+        inGroup = bitOffset;
+        bits = nBits;
+        limit = maxCode;
+        free = freeEnt;
+    };
+    while (in < end) {
+        const uint32_t c = *in++;
+        ++count;
+        const uint32_t key = (c << maxBits) + static_cast<uint32_t>(code);
+        int32_t i = static_cast<int32_t>((c << 8) ^ static_cast<uint32_t>(code));
+        uint64_t entry = table[i];
+        if (static_cast<uint32_t>(entry) == key) {
+            code = static_cast<int32_t>(entry >> 32);
+            continue;
+        }
+        if (static_cast<int32_t>(entry) >= 0) {
+            // Secondary probe: step back by the distance to the end of the table.
+            const int32_t disp = i == 0 ? 1 : hashSize - i;
+            bool found = false;
+            do {
+                i -= disp;
+                if (i < 0)
+                    i += hashSize;
+                entry = table[i];
+                if (static_cast<uint32_t>(entry) == key) {
+                    found = true;
+                    break;
+                }
+            } while (static_cast<int32_t>(entry) >= 0);
+            if (found) {
+                code = static_cast<int32_t>(entry >> 32);
+                continue;
+            }
+        }
+        // Output the code: whole bytes go to the area (four stored, the slack absorbs the rest).
+        acc |= static_cast<uint64_t>(code) << accBits;
+        accBits += bits;
+        const uint32_t low = static_cast<uint32_t>(acc);
+        op[0] = static_cast<unsigned char>(low);
+        op[1] = static_cast<unsigned char>(low >> 8);
+        op[2] = static_cast<unsigned char>(low >> 16);
+        const int whole = accBits >> 3;
+        op += whole;
+        acc >>= whole * 8;
+        accBits &= 7;
+        if (++inGroup == 8)
+            inGroup = 0;
+        if (free > limit || op >= areaEnd) {
+            save();
+            afterOutput();
+            load();
+        }
+        code = static_cast<int32_t>(c);
+        if (free < maxMaxCode) {
+            table[i] = static_cast<uint64_t>(free) << 32 | key;
+            ++free;
+        } else if (count >= checkpoint) {
+            save();
+            clearBlock();
+            load();
+        }
+    }
+    save();
+    ent = code;
+}
+
+// ---- finishing
+
+void ioBufferCompress::finish()
+{
+    if (finished)
+        return;
+    if (isInput) {
+        finished = true;
+        releaseTables();
+        return;
+    }
+    flush();
+    finished = true;
+    if (!good())
+        return;
+    if (!outArea)
+        outArea = new unsigned char[outAreaSize];
+    // Kept: with no byte written there is no magic, yet the final codes still go out.
+    outputCode(ent);
+    outputCode(endCode);
+    padGroup();
+    if (bitCount > 0) { // only when the group was padded to nothing: never, kept for safety
+        outArea[outUsed++] = static_cast<unsigned char>(bitBuffer);
+        bitBuffer = 0;
+        bitCount = 0;
+    }
+    drainOutput();
+    if (next) {
+        next->flushChain();
+        promoteStatus(true);
+    }
+    releaseTables();
+}
+
+// ---- input
+
+bool ioBufferCompress::startInput()
+{
+    started = true;
+    unsigned char head[3] = {0, 0, 0};
+    int n = next ? next->readBytes(head, 3) : 0;
+    if (n != 3 || std::memcmp(head, magic, 3) != 0) {
+        // An empty or cut input is an end of file only for the buffer beneath.
+        setStatus(statusIOError);
+        endState = endDamaged;
+        return false;
+    }
+    prefixTable = new uint32_t[maxMaxCode];
+    stack = new unsigned char[stackSize];
+    lengthTable = new uint16_t[maxMaxCode];
+    // Entries from 258 on are written before any code may use them.
+    for (int c = 0; c < 256; ++c)
+        lengthTable[c] = 1;
+    return true;
+}
+
+bool ioBufferCompress::refillGroup()
+{
+    if (freeEnt > maxCode) {
+        ++nBits;
+        maxCode = maxCodeFor(nBits);
+    }
+    if (clearFlag) {
+        nBits = initialBits;
+        maxCode = maxCodeFor(nBits);
+        clearFlag = false;
+    }
+    int n = nBits;
+    if (const char* span = next->takeBytes(nBits))
+        std::memcpy(group, span, static_cast<size_t>(nBits));
+    else
+        n = next->readBytes(group, nBits);
+    // A group too short to hold one code ends the data like a missing one.
+    if (n <= 0 || n * 8 < nBits)
+        return false;
+    bitOffset = 0;
+    groupBits = n * 8 - nBits + 1;
+    return true;
+}
+
+inline int32_t ioBufferCompress::nextCode()
+{
+    if ((clearFlag || bitOffset >= groupBits || freeEnt > maxCode) && !refillGroup())
+        return -1;
+    const int byte = bitOffset >> 3;
+    uint32_t bits = static_cast<uint32_t>(group[byte]) | static_cast<uint32_t>(group[byte + 1]) << 8 |
+                    static_cast<uint32_t>(group[byte + 2]) << 16;
+    bits >>= bitOffset & 7;
+    bitOffset += nBits;
+    return static_cast<int32_t>(bits & ((1u << nBits) - 1));
+}
+
+int ioBufferCompress::read(char* data, int size)
+{
+    if (!good() || size < 1)
+        return 0;
+    if (!started) {
+        if (!next || !startInput())
+            return 0;
+        expectLiteral = true;
+    }
+
+    unsigned char* out = reinterpret_cast<unsigned char*>(data);
+    int produced = 0;
+    bool damaged = false;
+    // The hot state lives in locals: stores through `out` may alias any member, which would
+    // force the compiler to reload them all after every byte.
+    uint32_t* const entries = prefixTable;
+    uint16_t* const lengths = lengthTable;
+    int32_t free = freeEnt;
+    int32_t old = oldCode;
+    int fin = finChar;
+    int offset = bitOffset;
+    int bits = nBits;
+    uint32_t mask = (1u << bits) - 1;
+    int usable = groupBits;
+    int32_t limit = clearFlag ? -1 : maxCode; // a pending clear forces the slow path
+    auto save = [&] {
+        freeEnt = free;
+        oldCode = old;
+        finChar = fin;
+        bitOffset = offset;
+    };
+    auto load = [&] {
+        free = freeEnt;
+        old = oldCode;
+        fin = finChar;
+        offset = bitOffset;
+        bits = nBits;
+        mask = (1u << bits) - 1;
+        usable = groupBits;
+        limit = clearFlag ? -1 : maxCode;
+    };
+    while (produced < size) {
+        if (stackPos < stackSize) {
+            int n = stackSize - stackPos;
+            if (n > size - produced)
+                n = size - produced;
+            std::memcpy(out + produced, stack + stackPos, static_cast<size_t>(n));
+            stackPos += n;
+            produced += n;
+            continue;
+        }
+        if (endState != endRunning)
+            break;
+        int32_t code;
+        if (offset < usable && free <= limit) {
+            const unsigned char* at = group + (offset >> 3);
+            uint32_t word = static_cast<uint32_t>(at[0]) | static_cast<uint32_t>(at[1]) << 8 |
+                            static_cast<uint32_t>(at[2]) << 16;
+            code = static_cast<int32_t>((word >> (offset & 7)) & mask);
+            offset += bits;
+        } else {
+            save();
+            code = nextCode();
+            load();
+        }
+        if (code < 0) {
+            endState = endMissing;
+            break;
+        }
+        if (code == endCode) {
+            endState = endSeen;
+            break;
+        }
+        if (code == clearCode && !expectLiteral) {
+            // Start afresh, as at the start of the data.
+            save();
+            freeEnt = firstCode;
+            clearFlag = true;
+            load();
+            expectLiteral = true;
+            continue;
+        }
+        if (expectLiteral) {
+            // The first code (of the data, or after a clear) is a literal that adds no entry.
+            if (code > 255) {
+                damaged = true;
+                break;
+            }
+            expectLiteral = false;
+            old = code;
+            fin = code;
+            out[produced++] = static_cast<unsigned char>(code);
+            continue;
+        }
+        const int32_t inCode = code;
+        int length;
+        const bool pending = code >= free;
+        if (pending) {
+            // Only the code being defined right now may be used before its entry exists.
+            if (code > free || free >= maxMaxCode) {
+                damaged = true;
+                break;
+            }
+            length = lengths[old] + 1;
+        } else {
+            length = lengths[code];
+        }
+        // The string is written backwards from its end: straight into the caller's area when
+        // it fits, else onto the stack to be handed out by later reads.
+        const bool direct = length <= size - produced;
+        unsigned char* p = direct ? out + produced + length : stack + stackSize;
+        if (pending) {
+            *--p = static_cast<unsigned char>(fin);
+            code = old;
+        }
+        // Every entry's prefix is a smaller code, so the walk ends within the string's length.
+        while (code >= 256) {
+            const uint32_t entry = entries[code];
+            *--p = static_cast<unsigned char>(entry >> 16);
+            code = static_cast<int32_t>(entry & 0xFFFF);
+        }
+        fin = code;
+        *--p = static_cast<unsigned char>(code);
+        if (direct)
+            produced += length;
+        else
+            stackPos = stackSize - length;
+        if (free < maxMaxCode) {
+            entries[free] = static_cast<uint32_t>(old) | static_cast<uint32_t>(fin) << 16;
+            lengths[free] = static_cast<uint16_t>(lengths[old] + 1);
+            ++free;
+        }
+        old = inCode;
+    }
+    save();
+
+    if (damaged) {
+        endState = endDamaged;
+        setStatus(statusIOError);
+        return produced;
+    }
+    if (produced > 0) {
+        promoteStatus(false);
+        return produced;
+    }
+    if (endState == endSeen) {
+        setStatus(statusEndOfCompressedData);
+        return 0;
+    }
+    // Nothing left and no end code: a compressed section must end with it.
+    promoteStatus(true);
+    if (good() || status() == statusEndOfFile)
+        setStatus(statusIOError);
+    return 0;
+}

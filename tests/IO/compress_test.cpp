@@ -1,0 +1,229 @@
+#include "ioBufferCompress.h"
+#include "ioFilterTestHelpers.h"
+
+#include <gtest/gtest.h>
+
+using ioTest::Filter;
+
+namespace {
+
+const std::vector<Filter> lzw = {Filter::compress};
+
+std::string hex(const std::string& bytes, size_t count)
+{
+    std::string out;
+    char text[4];
+    for (size_t i = 0; i < std::min(count, bytes.size()); ++i) {
+        std::snprintf(text, sizeof text, "%02X ", static_cast<unsigned char>(bytes[i]));
+        out += text;
+    }
+    return out;
+}
+
+// Reads a whole compressed section and the plain bytes behind it.
+void expectRoundTrip(const std::string& payload, const std::string& trailer, const char* what)
+{
+    std::string bytes = ioTest::writeFiltered(lzw, payload, trailer);
+    ioTest::FilteredRead read = ioTest::readFiltered(lzw, bytes, payload.size(), trailer.size() + 1);
+    ASSERT_EQ(read.status, ioStreamOk) << what << " size " << payload.size();
+    ASSERT_TRUE(read.payload == payload) << what << " size " << payload.size();
+    ASSERT_EQ(read.endStatus, ioStreamEndOfSection) << what << " size " << payload.size();
+    ASSERT_EQ(read.trailer, trailer) << what << " size " << payload.size();
+}
+
+} // namespace
+
+TEST(Compress, WritesTheClassicLayoutWithItsEndCodeAndWholeGroups)
+{
+    // "aaa": the literal 97, the code 258 for "aa", the end code, padded to a group of 9 bytes.
+    std::string bytes = ioTest::writeFiltered(lzw, "aaa");
+    EXPECT_EQ(hex(bytes, 64), "1F 9D 90 61 04 06 04 00 00 00 00 00 ");
+
+    // Kept: an empty section still writes its final codes (0 and the end code), but no magic.
+    EXPECT_EQ(hex(ioTest::writeFiltered(lzw, ""), 64), "00 02 02 00 00 00 00 00 00 ");
+
+    // Every longer section starts with the magic, and its length after it is whole groups.
+    std::string text;
+    while (text.size() < 5000)
+        text += "node mesh material 0.25 ";
+    bytes = ioTest::writeFiltered(lzw, text);
+    EXPECT_EQ(hex(bytes, 3), "1F 9D 90 ");
+    EXPECT_LT(bytes.size(), text.size() / 5);
+}
+
+TEST(Compress, EverySizeRoundTripsAndThePlainBytesBehindItFollow)
+{
+    const std::string trailer = "plain bytes after the section\n";
+    std::string mixed = ioTest::mixedData(3000, 1);
+    std::string noise = ioTest::randomData(3000, 2);
+    std::string run(3000, 'x');
+    for (size_t size = 1; size <= 3000; size += size < 300 ? 1 : 53) {
+        expectRoundTrip(mixed.substr(0, size), trailer, "mixed");
+        expectRoundTrip(noise.substr(0, size), trailer, "random");
+        expectRoundTrip(run.substr(0, size), trailer, "run");
+    }
+}
+
+TEST(Compress, StaysInStepAcrossClearsAndWidthChanges)
+{
+    // Random data fills the table and then clears every few checks, since the ratio does not
+    // improve; text between the noise makes strings long again before the next clear.
+    std::string data;
+    for (unsigned part = 0; part < 6; ++part)
+        data += part % 2 ? ioTest::mixedData(150000, part) : ioTest::randomData(120000, part);
+    expectRoundTrip(data, "tail", "noise and text");
+    // Written one byte at a time, the same bytes come out of the coder.
+    std::string bytes;
+    {
+        ioTest::MemoryOutput out(bytes);
+        out.compress(true);
+        for (size_t i = 0; i < 20000; ++i)
+            out.writeChar(data[i]);
+        out.compress(false);
+        out.close();
+    }
+    EXPECT_TRUE(bytes == ioTest::writeFiltered(lzw, data.substr(0, 20000)));
+}
+
+TEST(Compress, StringsLongerThanTheClassicStackDecode)
+{
+    // A run of one value makes strings one byte longer each time: 32 MB give strings of more
+    // than 8,100 bytes, beyond the 8000-byte stack of the classic decoder.
+    std::string run(32u << 20, '\x5A');
+    std::string bytes = ioTest::writeFiltered(lzw, run, "end");
+    ioTest::FilteredRead read = ioTest::readFiltered(lzw, bytes, run.size(), 3);
+    EXPECT_EQ(read.status, ioStreamOk);
+    EXPECT_TRUE(read.payload == run);
+    EXPECT_EQ(read.trailer, "end");
+}
+
+TEST(Compress, SeveralSectionsInOneStream)
+{
+    std::string bytes;
+    std::vector<std::string> parts = {ioTest::mixedData(10000, 4), "between\n", ioTest::randomData(5000, 5),
+                                      "after\n"};
+    {
+        ioTest::MemoryOutput out(bytes);
+        for (size_t i = 0; i < parts.size(); ++i) {
+            if (i % 2 == 0)
+                out.compress(true);
+            out.writeData(parts[i].data(), static_cast<int>(parts[i].size()));
+            if (i % 2 == 0)
+                out.compress(false);
+        }
+        out.close();
+        ASSERT_TRUE(out.good());
+    }
+    ioTest::MemoryInput in(bytes);
+    for (size_t i = 0; i < parts.size(); ++i) {
+        if (i % 2 == 0)
+            in.compress(true);
+        std::string got(parts[i].size(), '\0');
+        ASSERT_EQ(in.readData(&got[0], static_cast<int>(got.size())), static_cast<int>(got.size())) << i;
+        EXPECT_TRUE(got == parts[i]) << i;
+        if (i % 2 == 0) {
+            EXPECT_EQ(in.readChar(), 0);
+            EXPECT_EQ(in.getStatus(), ioStreamEndOfSection);
+            in.compress(false);
+            EXPECT_TRUE(in.good());
+        }
+    }
+    in.readChar();
+    EXPECT_EQ(in.getStatus(), ioStreamEOF);
+}
+
+namespace {
+
+// Packs codes of the given widths least significant bit first, each group padded to its width.
+std::string packCodes(const std::vector<std::pair<int, int>>& codes)
+{
+    std::string out = "\x1F\x9D\x90";
+    uint64_t bits = 0;
+    int count = 0;
+    for (const auto& code : codes) {
+        bits |= static_cast<uint64_t>(code.first) << count;
+        count += code.second;
+        while (count >= 8) {
+            out += static_cast<char>(bits & 0xFF);
+            bits >>= 8;
+            count -= 8;
+        }
+    }
+    if (count > 0)
+        out += static_cast<char>(bits & 0xFF);
+    return out;
+}
+
+ioStreamStatus decodeStatus(const std::string& bytes, std::string* decoded = nullptr)
+{
+    ioTest::MemoryInput in(bytes);
+    in.compress(true);
+    std::string out;
+    char area[4096];
+    int n;
+    while ((n = in.readData(area, sizeof area)) > 0)
+        out.append(area, static_cast<size_t>(n));
+    if (decoded)
+        *decoded = out;
+    return in.getStatus();
+}
+
+} // namespace
+
+TEST(Compress, DamagedInputEndsInAnErrorStatus)
+{
+    std::string good = ioTest::writeFiltered(lzw, ioTest::mixedData(20000, 11));
+    ASSERT_EQ(decodeStatus(good), ioStreamEndOfSection);
+
+    // Magic: a wrong third byte fails before any data; so does an empty or too short input.
+    std::string bad = good;
+    bad[2] = '\x10';
+    std::string decoded;
+    EXPECT_EQ(decodeStatus(bad, &decoded), ioStreamIOError);
+    EXPECT_TRUE(decoded.empty());
+    EXPECT_EQ(decodeStatus(""), ioStreamIOError);
+    EXPECT_EQ(decodeStatus("\x1F\x9D"), ioStreamIOError);
+
+    // Cut anywhere: the section must end with its end code, so every cut is an error, and
+    // what was decoded before it is a prefix of the data.
+    std::string data = ioTest::mixedData(20000, 11);
+    for (size_t cut = 3; cut < good.size(); cut += cut < 200 ? 1 : 61) {
+        ASSERT_EQ(decodeStatus(good.substr(0, cut), &decoded), ioStreamIOError) << cut;
+        ASSERT_EQ(data.compare(0, decoded.size(), decoded), 0) << cut;
+    }
+
+    // Forged codes: a first code above 255, a code beyond the next free code, a clear followed
+    // by a code that is not a literal, a stream that stops mid-group.
+    EXPECT_EQ(decodeStatus(packCodes({{300, 9}, {257, 9}, {0, 54}})), ioStreamIOError);
+    EXPECT_EQ(decodeStatus(packCodes({{256, 9}, {0, 63}})), ioStreamIOError);
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {259, 9}, {257, 9}, {0, 45}})), ioStreamIOError);
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {256, 9}, {0, 54}, {258, 9}, {257, 9}, {0, 54}})), ioStreamIOError);
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {66, 9}})), ioStreamIOError);
+    // The same shapes made valid decode: the code being defined, and a literal after a clear.
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {258, 9}, {257, 9}, {0, 45}}), &decoded), ioStreamEndOfSection);
+    EXPECT_EQ(decoded, "AAA");
+    EXPECT_EQ(decodeStatus(packCodes({{65, 9}, {256, 9}, {0, 54}, {66, 9}, {257, 9}, {0, 54}}), &decoded),
+              ioStreamEndOfSection);
+    EXPECT_EQ(decoded, "AB");
+
+    // A chain of self-referencing codes: every code is the one being defined, so strings grow
+    // by one each time, past the 8000 bytes of the classic stack, then the end code.
+    std::vector<std::pair<int, int>> codes = {{0, 9}};
+    int freeEnt = 258, bits = 9, inGroup = 1;
+    while (freeEnt < 8600) {
+        codes.push_back({freeEnt, bits});
+        ++freeEnt;
+        if (++inGroup == 8)
+            inGroup = 0;
+        if (freeEnt > (1 << bits) - 1 && bits < 16) {
+            for (; inGroup && inGroup < 8; ++inGroup)
+                codes.push_back({0, bits});
+            inGroup = 0;
+            ++bits;
+        }
+    }
+    codes.push_back({ioBufferCompress::endCode, bits});
+    EXPECT_EQ(decodeStatus(packCodes(codes), &decoded), ioStreamEndOfSection);
+    EXPECT_EQ(decoded.size(), 8343u * 8344u / 2u);
+    EXPECT_EQ(decoded.find_first_not_of('\0'), std::string::npos);
+}

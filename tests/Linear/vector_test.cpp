@@ -36,11 +36,8 @@ TEST(LinearNormal, NormalisationThresholdAndPromise)
     Normal zero(0.0, 0.0, 0.0);
     EXPECT_FALSE(zero.isValid());
     EXPECT_EQ(zero, Normal(Promise(), 0.0, 0.0, 0.0)); // components 0; validity not compared
-    EXPECT_TRUE(Normal(Promise(), 0.0, 0.0, 0.0).isValid());
     EXPECT_EQ(Normal(Promise(), 2.0, 0.0, 0.0).x, 2.0); // taken as given
-    Normal n(3.0, 0.0, 4.0);
-    EXPECT_TRUE(n.valid);
-    EXPECT_DOUBLE_EQ(n.z, 0.8);
+    EXPECT_DOUBLE_EQ(Normal(3.0, 0.0, 4.0).z, 0.8);
 
     Vector tiny(1e-13, 0.0, 0.0);
     EXPECT_FALSE(tiny.normalize());
@@ -48,14 +45,12 @@ TEST(LinearNormal, NormalisationThresholdAndPromise)
     Vector small(1e-11, 0.0, 0.0);
     EXPECT_TRUE(small.normalize());
     EXPECT_DOUBLE_EQ(small.x, 1.0);
-    EXPECT_EQ(small.y, 0.0);
 
     EXPECT_FALSE(equivalent(zero, Normal(Promise(), 0.0, 0.0, 0.0))); // validity matters here
 
     VectorFlt f(1e-7f, 0.0f, 0.0f), g(0.0f, 0.0f, 1e-5f);
     EXPECT_FALSE(f.normalize());
     EXPECT_TRUE(g.normalize());
-    EXPECT_FLOAT_EQ(g.z, 1.0f);
 }
 
 TEST(LinearNormal, ParallelPerpendicularAndAngleTolerances)
@@ -67,12 +62,10 @@ TEST(LinearNormal, ParallelPerpendicularAndAngleTolerances)
     EXPECT_TRUE(isPerpendicular(base, atDegrees(89.6)));
     EXPECT_FALSE(isPerpendicular(base, atDegrees(89.4)));
     EXPECT_TRUE(isPerpendicular(base, atDegrees(90.4)));
-    EXPECT_TRUE(isPerpendicular(base, -atDegrees(89.6)));
 
     Normal invalid(0.0, 0.0, 0.0);
     EXPECT_FALSE(isParallel(invalid, invalid));
     EXPECT_FALSE(isPerpendicular(invalid, base));
-    EXPECT_FALSE(isParallel(base, invalid));
 
     // Rounding can push the dot product of equal normals above 1: the angle is still 0.
     Normal over(Promise(), 1.0000000000000002, 0.0, 0.0);
@@ -84,30 +77,16 @@ TEST(LinearNormal, ParallelPerpendicularAndAngleTolerances)
 
 TEST(LinearPoint, ConversionsBetweenPointForms)
 {
-    Point p(1.5, -2.0, 4.0);
-    RPoint r(p);
-    EXPECT_EQ(r.w, 1.0);
+    // A rational point holds the position and its weight, a homogeneous one the weighted
+    // coordinates.
     RPoint weighted(1.0, 2.0, 3.0, 2.0);
     HPoint h(weighted);
     EXPECT_EQ(h, HPoint(2.0, 4.0, 6.0, 2.0));
     EXPECT_EQ(Point(h), Point(1.0, 2.0, 3.0));
     EXPECT_EQ(Point(weighted), Point(1.0, 2.0, 3.0));
     EXPECT_EQ(RPoint(h), weighted);
-    EXPECT_EQ(HPoint(p), HPoint(1.5, -2.0, 4.0, 1.0));
-    Point atInfinity(HPoint(1.0, 0.0, 0.0, 0.0)); // no test of w
-    EXPECT_TRUE(std::isinf(atInfinity.x));
-
-    PointFlt f(p);
-    EXPECT_EQ(Point(f), p);
-    VectorFlt vf(0.25f, 0.5f, -1.0f);
-    Vector v = vf;
-    EXPECT_EQ(v, Vector(0.25, 0.5, -1.0));
-    EXPECT_EQ(VectorFlt(v), vf);
-
-    // Indexing, the component pointer and arrays all reach the same storage.
-    p[1] = 7.0;
-    const double* components = p;
-    EXPECT_EQ(components[1], 7.0);
+    EXPECT_EQ(RPoint(Point(1.5, -2.0, 4.0)).w, 1.0);
+    EXPECT_TRUE(std::isinf(Point(HPoint(1.0, 0.0, 0.0, 0.0)).x)); // no test of w
     double in[4] = {1.0, 2.0, 3.0, 4.0};
     h.set(in);
     EXPECT_EQ(h[3], 4.0);
@@ -123,17 +102,13 @@ TEST(LinearPoint, EquivalenceIsStrictPerComponent)
     EXPECT_TRUE(equivalent(p, p + Vector(1e-13, 0.0, 0.0)));
     EXPECT_FALSE(equivalent(p, p + Vector(1e-11, 0.0, 0.0)));
     EXPECT_TRUE(equivalent(HPoint(1, 2, 3, 4), HPoint(1, 2, 3, 4.1), 0.2));
-    EXPECT_FALSE(equivalent(Point2(1, 2), Point2(1, 2.5), 0.2));
 }
 
 TEST(LinearVector, ProductsCombinationsAndDistances)
 {
-    EXPECT_EQ(cross(Vector(1, 0, 0), Vector(0, 1, 0)), Vector(0, 0, 1));
-    Normal nx(1, 0, 0), ny(0, 1, 0);
-    EXPECT_EQ(cross(nx, ny), Vector(0, 0, 1));
+    Normal nx(1, 0, 0);
     EXPECT_EQ(cross(nx, Vector(0, 1, 0)), Vector(0, 0, 1));
     EXPECT_EQ(cross(Vector(0, 1, 0), nx), Vector(0, 0, -1));
-    EXPECT_EQ(cross(VectorFlt(1, 0, 0), VectorFlt(0, 1, 0)), VectorFlt(0, 0, 1));
     EXPECT_EQ(cross(Vector2(1, 0), Vector2(0, 1)), 1.0);
 
     std::mt19937_64 random(7);
@@ -151,16 +126,8 @@ TEST(LinearVector, ProductsCombinationsAndDistances)
     EXPECT_EQ(combine(3, pts), Point(1, 1, 1));
     double weights[3] = {0.5, 0.25, 0.25};
     EXPECT_EQ(combine(3, weights, pts), Point(0.75, 0.75, 0.75));
-    EXPECT_EQ(combine(pts[0], pts[1]), Point(1.5, 0, 0));
     EXPECT_EQ(combine(2.0, Vector(1, 1, 1), -1.0, Vector(0, 1, 2)), Vector(2, 1, 0));
     EXPECT_EQ(combine(HPoint(0, 0, 0, 1), HPoint(2, 2, 2, 3)), HPoint(1, 1, 1, 2));
-    PointFlt fpts[2] = {PointFlt(0, 0, 0), PointFlt(1, 2, 3)};
-    float fweights[2] = {0.5f, 0.5f};
-    EXPECT_EQ(combine(2, fweights, fpts), PointFlt(0.5f, 1.0f, 1.5f));
-    EXPECT_EQ(combine(Point2(0, 0), Point2(2, 4)), Point2(1, 2));
-
-    EXPECT_EQ(distance(Point(1, 2, 3), Point(4, 6, 3)), 5.0);
     EXPECT_EQ(distance2(Point(1, 2, 3), Point(4, 6, 3)), 25.0);
     EXPECT_EQ(distance(Point2(0, 0), Point2(3, 4)), 5.0);
-    EXPECT_EQ(Vector(2, 3, 6).length(), 7.0);
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,49 +30,30 @@ void freeB(int v) { freeCalls.push_back(v * 10); }
 
 } // namespace
 
-TEST(Signal, EmitsNewestFirstAndCountsConnections)
+TEST(Signal, EmitsNewestFirstAndFindsOnlyItsOwnFreeFunctions)
 {
-    Signal1Arg<int> signal;
-    EXPECT_EQ(signal.numConnections(), 0);
-    EXPECT_FALSE(signal.isConnected());
+    Signal1Arg<int> signal, other;
     signal.emit(1); // nothing connected: nothing happens
-
     std::vector<std::string> log;
-    Recorder a(&log, "A"), b(&log, "B"), c(&log, "C");
+    Recorder a(&log, "A"), b(&log, "B");
     signal.addCallback(&a, &Recorder::onInt);
     signal.addCallback(&b, &Recorder::onInt);
-    signal.addCallback(&c, &Recorder::onInt);
-    EXPECT_EQ(signal.numConnections(), 3);
-    EXPECT_TRUE(signal.isConnected());
     signal.emit(7);
-    EXPECT_EQ(log, (std::vector<std::string>{"C:7", "B:7", "A:7"}));
-}
+    EXPECT_EQ(log, (std::vector<std::string>{"B:7", "A:7"}));
 
-TEST(Signal, FindsFreeFunctionsAndIgnoresForeignHandles)
-{
     freeCalls.clear();
-    Signal1Arg<int> signal, other;
-    void* a = signal.addCallback(&freeA);
-    void* b = signal.addCallback(&freeB);
-    EXPECT_EQ(signal.findGlobalCallback(&freeA), a);
-    EXPECT_EQ(signal.findGlobalCallback(&freeB), b);
+    void* fa = signal.addCallback(&freeA);
+    signal.addCallback(&freeB);
+    EXPECT_EQ(signal.findGlobalCallback(&freeA), fa); // member connections are never found
     EXPECT_EQ(other.findGlobalCallback(&freeA), nullptr);
-
-    void* foreign = other.addCallback(&freeA);
-    signal.disconnect(foreign);
+    signal.disconnect(other.addCallback(&freeA)); // a foreign handle is ignored
     signal.disconnect(nullptr);
-    EXPECT_EQ(signal.numConnections(), 2);
+    EXPECT_EQ(signal.numConnections(), 4);
     EXPECT_EQ(other.numConnections(), 1);
-
     signal.disconnect(signal.findGlobalCallback(&freeB));
     EXPECT_EQ(signal.findGlobalCallback(&freeB), nullptr);
     signal.emit(3);
     EXPECT_EQ(freeCalls, (std::vector<int>{3}));
-
-    // A member-function connection is never found by key.
-    Recorder r(nullptr, "r");
-    signal.addCallback(&r, &Recorder::onInt);
-    EXPECT_EQ(signal.findGlobalCallback(&freeB), nullptr);
 }
 
 namespace {
@@ -136,9 +118,6 @@ TEST(Signal, DestroyingAClientRemovesItsConnectionsFromEverySignal)
         ints.addCallback(&gone, &Recorder::onInt, gone);
         plain.addCallback(&gone, &Recorder::onVoid, gone);
         triple.addCallback(+[](const char*, void*, int) {}, gone);
-        EXPECT_EQ(ints.numConnections(), 3);
-        EXPECT_EQ(plain.numConnections(), 1);
-        EXPECT_EQ(triple.numConnections(), 1);
         EXPECT_EQ(gone.numConnections(), 4); // one companion per connection made with it
     }
     EXPECT_EQ(ints.numConnections(), 1);
@@ -153,21 +132,13 @@ TEST(Signal, DestroyingAClientRemovesItsConnectionsFromEverySignal)
     EXPECT_EQ(keeper->numConnections(), 2);
     ints.disconnect(handle);
     EXPECT_EQ(keeper->numConnections(), 1);
-}
 
-TEST(Signal, ASignalThatGoesFirstLeavesItsClientsClean)
-{
-    std::vector<std::string> log;
-    Recorder client(&log, "c");
+    // A signal that goes first leaves its clients clean (ASan tells if the client reaches it).
     {
-        Signal1Arg<int> a;
-        SignalVoid b;
-        a.addCallback(&client, &Recorder::onInt, client);
-        b.addCallback(&client, &Recorder::onVoid, client);
-        EXPECT_EQ(client.numConnections(), 2);
+        SignalVoid first;
+        first.addCallback(keeper.get(), &Recorder::onVoid, *keeper);
     }
-    EXPECT_EQ(client.numConnections(), 0);
-    // The client's own end must not reach the signals that are gone (ASan would tell).
+    EXPECT_EQ(keeper->numConnections(), 1);
 }
 
 namespace {
@@ -217,15 +188,10 @@ void observePointer(const char* type, void* pointer, int count)
 TEST(Signal, PointerLifetimeSignalsAreDistinctProcessWideSignals)
 {
     pointerLog.clear();
-    qvUtil::PointerSignal* all[] = {&qvUtil::getPointerInitSignal(),
-                                    &qvUtil::getPointerAcquireSignal(),
-                                    &qvUtil::getPointerReleaseSignal(),
-                                    &qvUtil::getPointerDeleteSignal()};
-    for (int i = 0; i < 4; ++i)
-        for (int j = i + 1; j < 4; ++j)
-            EXPECT_NE(all[i], all[j]);
-    EXPECT_EQ(&qvUtil::getPointerAcquireSignal(), all[1]);
-
+    std::set<qvUtil::PointerSignal*> all = {
+        &qvUtil::getPointerInitSignal(), &qvUtil::getPointerAcquireSignal(),
+        &qvUtil::getPointerReleaseSignal(), &qvUtil::getPointerDeleteSignal()};
+    EXPECT_EQ(all.size(), 4u);
     int object = 0;
     {
         SignalClient observer;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -39,23 +40,16 @@ struct Shared {
     RWLock lock;
     std::int64_t values[cells] = {};
     std::int64_t writes = 0;
-    long badReads[rwThreads] = {};
-    long reads[rwThreads] = {};
-    long writesDone[rwThreads] = {};
-};
-
-struct Worker {
-    Shared* shared;
-    int index;
+    std::atomic<long> badReads{0}, reads{0}, writesDone{0};
+    std::atomic<std::uint32_t> seeds{0};
 };
 
 // Every fourth section writes: all cells go up by one together. Readers check that they never
 // see a write half done.
 void mixedSections(void* p)
 {
-    auto* w = static_cast<Worker*>(p);
-    Shared& s = *w->shared;
-    std::uint32_t random = 12345u + static_cast<std::uint32_t>(w->index);
+    Shared& s = *static_cast<Shared*>(p);
+    std::uint32_t random = 12345u + s.seeds++;
     for (long i = 0; i < rwSections / rwThreads; ++i) {
         random = random * 1664525u + 1013904223u;
         if ((random >> 16) % 4 == 0) {
@@ -64,15 +58,15 @@ void mixedSections(void* p)
                 ++v;
             ++s.writes;
             s.lock.writeUnlock();
-            ++s.writesDone[w->index];
+            ++s.writesDone;
         } else {
             s.lock.readLock();
             std::int64_t first = s.values[0];
             for (std::int64_t v : s.values)
                 if (v != first)
-                    ++s.badReads[w->index];
+                    ++s.badReads;
             s.lock.readUnlock();
-            ++s.reads[w->index];
+            ++s.reads;
         }
     }
 }
@@ -82,25 +76,17 @@ void mixedSections(void* p)
 TEST(ThreadStress, MixedReadAndWriteSectionsKeepTheSharedStateWhole)
 {
     Shared shared;
-    std::vector<Worker> workers;
     std::vector<Thread> threads;
     for (int i = 0; i < rwThreads; ++i)
-        workers.push_back({&shared, i});
-    for (int i = 0; i < rwThreads; ++i)
-        threads.emplace_back(&mixedSections, &workers[i]);
+        threads.emplace_back(&mixedSections, &shared);
     for (Thread& t : threads)
         ASSERT_FALSE(t.start());
     for (Thread& t : threads)
         ASSERT_FALSE(t.wait());
 
-    long reads = 0, writes = 0, bad = 0;
-    for (int i = 0; i < rwThreads; ++i) {
-        reads += shared.reads[i];
-        writes += shared.writesDone[i];
-        bad += shared.badReads[i];
-    }
-    EXPECT_EQ(bad, 0);
-    EXPECT_EQ(reads + writes, rwSections);
+    const long writes = shared.writesDone;
+    EXPECT_EQ(shared.badReads, 0);
+    EXPECT_EQ(shared.reads + writes, rwSections);
     EXPECT_EQ(shared.writes, writes);
     for (std::int64_t v : shared.values)
         EXPECT_EQ(v, writes);

@@ -98,45 +98,32 @@ TEST(Split, QuotedTokensAndTheirErrors)
     EXPECT_EQ(texts(tokens), (Texts{"one", "two three"}));
     EXPECT_FALSE(qvUtil::splitWithQuotes("\"\" x", tokens));
     EXPECT_EQ(texts(tokens), (Texts{"", "x"}));
-    EXPECT_FALSE(qvUtil::splitWithQuotes(" \t ", tokens));
-    EXPECT_TRUE(tokens.empty());
-
-    Error err = qvUtil::splitWithQuotes("a\"b", tokens);
-    EXPECT_EQ(err.num(), 1);
-    EXPECT_STREQ(err.message(), "Unexpected character before a double quote: 'a'");
-
-    err = qvUtil::splitWithQuotes("\"ab\"c", tokens);
-    EXPECT_EQ(err.num(), 5);
-    EXPECT_STREQ(err.message(), "Unexpected character after double quote: 'c'");
-
-    err = qvUtil::splitWithQuotes("\"ab", tokens);
-    EXPECT_EQ(err.num(), 1);
-    EXPECT_STREQ(err.message(), "Unmatched double quote");
-
-    // Tokens completed before the fault are kept; positions count from 1.
-    err = qvUtil::splitWithQuotes("ok fine \"", tokens);
-    EXPECT_EQ(err.num(), 9);
-    EXPECT_EQ(texts(tokens), (Texts{"ok", "fine"}));
-}
-
-TEST(Split, BackslashTokensJoinQuotedStretchesAndEscape)
-{
-    std::vector<CString> tokens;
     EXPECT_FALSE(qvUtil::splitWithQuotesAndBackslash("a\"b c\"d", tokens));
     EXPECT_EQ(texts(tokens), (Texts{"ab cd"}));
     EXPECT_FALSE(qvUtil::splitWithQuotesAndBackslash("x\\\\y \\\"q\\\" \"\"", tokens));
     EXPECT_EQ(texts(tokens), (Texts{"x\\y", "\"q\"", ""}));
 
-    Error err = qvUtil::splitWithQuotesAndBackslash("a\\b", tokens);
-    EXPECT_EQ(err.num(), 3);
-    EXPECT_STREQ(err.message(), "Illegal escape of character 'b'");
-
-    err = qvUtil::splitWithQuotesAndBackslash("ab\\", tokens);
-    EXPECT_EQ(err.num(), 3);
-    EXPECT_STREQ(err.message(), "Single backslash character");
-
-    err = qvUtil::splitWithQuotesAndBackslash("one t\"wo", tokens);
-    EXPECT_EQ(err.num(), 6);
-    EXPECT_STREQ(err.message(), "Unmatched double quote");
-    EXPECT_EQ(texts(tokens), (Texts{"one"}));
+    // Positions count from 1; tokens completed before the fault are kept.
+    struct Case {
+        bool backslash;
+        const char* text;
+        int code;
+        const char* message;
+        Texts kept;
+    } cases[] = {
+        {false, "a\"b", 1, "Unexpected character before a double quote: 'a'", {}},
+        {false, "\"ab\"c", 5, "Unexpected character after double quote: 'c'", {}},
+        {false, "\"ab", 1, "Unmatched double quote", {}},
+        {false, "ok fine \"", 9, "Unmatched double quote", {"ok", "fine"}},
+        {true, "a\\b", 3, "Illegal escape of character 'b'", {}},
+        {true, "ab\\", 3, "Single backslash character", {}},
+        {true, "one t\"wo", 6, "Unmatched double quote", {"one"}},
+    };
+    for (const Case& c : cases) {
+        Error err = c.backslash ? qvUtil::splitWithQuotesAndBackslash(c.text, tokens)
+                                : qvUtil::splitWithQuotes(c.text, tokens);
+        EXPECT_EQ(err.num(), c.code) << c.text;
+        EXPECT_STREQ(err.message(), c.message) << c.text;
+        EXPECT_EQ(texts(tokens), c.kept) << c.text;
+    }
 }

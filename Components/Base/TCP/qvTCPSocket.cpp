@@ -30,10 +30,30 @@ constexpr unsigned int stackStringLimit = 1022;
 
 namespace internal {
 
+namespace {
+
 Address* makeAddress(std::uint32_t networkAddress, int port)
 {
     return new Address(formatDotted(networkAddress).c_str(), port);
 }
+
+// The address kept in `kept`, asked of the system (query: localName or peerName) the first time.
+std::pair<const Address*, qvUtil::Error> knownAddress(Address*& kept, NativeSocket s,
+                                                     int (*query)(NativeSocket, std::uint32_t&, int&))
+{
+    if (!kept) {
+        if (s == invalidSocket)
+            return {nullptr, qvUtil::Error(2, "No socket has been created")};
+        std::uint32_t address = 0;
+        int port = 0;
+        if (query(s, address, port) != 0)
+            return {nullptr, qvUtil::Error(2, "Socket not connected")};
+        kept = makeAddress(address, port);
+    }
+    return {kept, qvUtil::Error()};
+}
+
+} // namespace
 
 } // namespace internal
 
@@ -67,30 +87,12 @@ bool Socket::dataAvailable() const
 
 std::pair<const Address*, qvUtil::Error> Socket::localAddress()
 {
-    if (!record->local) {
-        if (record->socket == internal::invalidSocket)
-            return {nullptr, qvUtil::Error(2, "No socket has been created")};
-        std::uint32_t address = 0;
-        int port = 0;
-        if (internal::localName(record->socket, address, port) != 0)
-            return {nullptr, qvUtil::Error(2, "Socket not connected")};
-        record->local = internal::makeAddress(address, port);
-    }
-    return {record->local, qvUtil::Error()};
+    return internal::knownAddress(record->local, record->socket, internal::localName);
 }
 
 std::pair<const Address*, qvUtil::Error> Socket::remoteAddress()
 {
-    if (!record->remote) {
-        if (record->socket == internal::invalidSocket)
-            return {nullptr, qvUtil::Error(2, "No socket has been created")};
-        std::uint32_t address = 0;
-        int port = 0;
-        if (internal::peerName(record->socket, address, port) != 0)
-            return {nullptr, qvUtil::Error(2, "Socket not connected")};
-        record->remote = internal::makeAddress(address, port);
-    }
-    return {record->remote, qvUtil::Error()};
+    return internal::knownAddress(record->remote, record->socket, internal::peerName);
 }
 
 qvUtil::Error Socket::finish(const qvUtil::Error& error) const

@@ -28,8 +28,6 @@ namespace internal {
 // Lingers 2 seconds on close, so queued bytes still reach the peer.
 constexpr int lingerSeconds = 2;
 
-// An Address for an IPv4 socket name.
-Address* makeAddress(std::uint32_t networkAddress, int port);
 
 } // namespace internal
 } // namespace qvTCP

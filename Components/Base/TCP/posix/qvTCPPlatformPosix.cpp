@@ -2,14 +2,16 @@
 
 #include "internal/qvUtilPlatform.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
+#include <chrono>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/select.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -212,21 +214,33 @@ NativeSocket acceptOn(NativeSocket s)
 
 int waitReadable(NativeSocket s, const qvUtil::Interval* timeout)
 {
-    // select() cannot watch descriptors at or above FD_SETSIZE.
-    if (fd(s) >= FD_SETSIZE) {
-        errno = EINVAL;
-        return -1;
+    // poll() rather than select(): no limit on the descriptor's number.
+    pollfd watched;
+    watched.fd = fd(s);
+    watched.events = POLLIN;
+    watched.revents = 0;
+    auto deadline = std::chrono::steady_clock::now();
+    if (timeout)
+        deadline += std::chrono::seconds(timeout->seconds()) + std::chrono::microseconds(timeout->microseconds());
+    for (;;) {
+        int milliseconds = -1;
+        if (timeout) {
+            auto left = std::chrono::duration_cast<std::chrono::microseconds>(
+                deadline - std::chrono::steady_clock::now()).count();
+            // Rounded up, so a short time-out still waits instead of spinning.
+            milliseconds = left <= 0 ? 0 : static_cast<int>(std::min<long long>((left + 999) / 1000, 1 << 30));
+        }
+        int result = poll(&watched, 1, milliseconds);
+        if (result < 0 && errno == EINTR)
+            continue;
+        if (result < 0)
+            return -1;
+        if (result > 0 && (watched.revents & POLLNVAL)) {
+            errno = EBADF;
+            return -1;
+        }
+        return result;
     }
-    fd_set readable;
-    FD_ZERO(&readable);
-    FD_SET(fd(s), &readable);
-    timeval limit;
-    if (timeout) {
-        limit.tv_sec = timeout->seconds();
-        limit.tv_usec = timeout->microseconds();
-    }
-    int result = select(fd(s) + 1, &readable, nullptr, nullptr, timeout ? &limit : nullptr);
-    return result < 0 ? -1 : result;
 }
 
 long receiveSome(NativeSocket s, void* buffer, unsigned int size)

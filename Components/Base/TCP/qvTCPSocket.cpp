@@ -26,6 +26,53 @@ constexpr unsigned int maxPiece = 1u << 30;
 // Strings up to this length go out with their length prefix in one send() from the stack.
 constexpr unsigned int stackStringLimit = 1022;
 
+enum class Transfer { complete, failed, closed };
+
+// Moves all size bytes with as many calls as it takes; moved counts what went, failure holds
+// the error number of a failed call.
+Transfer receiveAll(internal::NativeSocket s, char* bytes, unsigned int size, unsigned int& moved,
+                    int& failure)
+{
+    moved = 0;
+    while (moved < size) {
+        unsigned int piece = size - moved < maxPiece ? size - moved : maxPiece;
+        long result = internal::receiveSome(s, bytes + moved, piece);
+        if (result < 0) {
+            failure = internal::lastError();
+            return Transfer::failed;
+        }
+        if (result == 0)
+            return Transfer::closed;
+        moved += static_cast<unsigned int>(result);
+    }
+    return Transfer::complete;
+}
+
+Transfer sendAll(internal::NativeSocket s, const char* bytes, unsigned int size, unsigned int& moved,
+                 int& failure)
+{
+    moved = 0;
+    while (moved < size) {
+        unsigned int piece = size - moved < maxPiece ? size - moved : maxPiece;
+        long result = internal::sendSome(s, bytes + moved, piece);
+        if (result < 0) {
+            failure = internal::lastError();
+            return Transfer::failed;
+        }
+        moved += static_cast<unsigned int>(result);
+    }
+    return Transfer::complete;
+}
+
+// The error of a transfer that did not complete. Built only on failure, so a successful read or
+// write creates a single empty Error (strings are exchanged at a high rate).
+qvUtil::Error transferError(Transfer result, int failure, const char* format = "%s")
+{
+    if (result == Transfer::closed)
+        return qvUtil::Error(4, "connection closed");
+    return qvUtil::Error(1, format, internal::errorText(failure).c_str());
+}
+
 } // namespace
 
 namespace internal {
@@ -104,44 +151,26 @@ qvUtil::Error Socket::finish(const qvUtil::Error& error) const
 
 qvUtil::Error Socket::read(void* buffer, unsigned int size, unsigned int* done)
 {
-    char* bytes = static_cast<char*>(buffer);
     unsigned int received = 0;
-    qvUtil::Error error;
-    while (received < size) {
-        unsigned int piece = size - received < maxPiece ? size - received : maxPiece;
-        long result = internal::receiveSome(record->socket, bytes + received, piece);
-        if (result < 0) {
-            error = socketError(1);
-            break;
-        }
-        if (result == 0) {
-            error = qvUtil::Error(4, "connection closed");
-            break;
-        }
-        received += static_cast<unsigned int>(result);
-    }
+    int failure = 0;
+    Transfer result = receiveAll(record->socket, static_cast<char*>(buffer), size, received, failure);
     if (done)
         *done = received;
-    return finish(error);
+    if (result == Transfer::complete)
+        return qvUtil::Error();
+    return finish(transferError(result, failure));
 }
 
 qvUtil::Error Socket::write(const void* buffer, unsigned int size, unsigned int* done)
 {
-    const char* bytes = static_cast<const char*>(buffer);
     unsigned int sent = 0;
-    qvUtil::Error error;
-    while (sent < size) {
-        unsigned int piece = size - sent < maxPiece ? size - sent : maxPiece;
-        long result = internal::sendSome(record->socket, bytes + sent, piece);
-        if (result < 0) {
-            error = socketError(1, "send() failed: %s");
-            break;
-        }
-        sent += static_cast<unsigned int>(result);
-    }
+    int failure = 0;
+    Transfer result = sendAll(record->socket, static_cast<const char*>(buffer), size, sent, failure);
     if (done)
         *done = sent;
-    return finish(error);
+    if (result == Transfer::complete)
+        return qvUtil::Error();
+    return finish(transferError(result, failure, "send() failed: %s"));
 }
 
 qvUtil::Error Socket::write(const qvString::CString& string)
@@ -167,20 +196,21 @@ qvUtil::Error Socket::write(const qvString::CString& string)
 qvUtil::Error Socket::read(qvString::CString& string)
 {
     unsigned char prefix[2];
-    qvUtil::Error error = read(prefix, 2, nullptr);
-    if (error)
-        return error;
-    unsigned int length = (static_cast<unsigned int>(prefix[0]) << 8) | prefix[1];
-    if (length == 0) {
-        string = "";
-        return error;
+    unsigned int received = 0;
+    int failure = 0;
+    Transfer result = receiveAll(record->socket, reinterpret_cast<char*>(prefix), 2, received, failure);
+    if (result == Transfer::complete) {
+        unsigned int length = (static_cast<unsigned int>(prefix[0]) << 8) | prefix[1];
+        // Read into a string of its own, so a failure leaves the caller's string as it was.
+        qvString::CString arrived(length, '\0');
+        if (length > 0)
+            result = receiveAll(record->socket, &arrived[0], length, received, failure);
+        if (result == Transfer::complete) {
+            string.swap(arrived);
+            return qvUtil::Error();
+        }
     }
-    // Read into a string of its own, so a failure leaves the caller's string as it was.
-    qvString::CString received(length, '\0');
-    error = read(&received[0], length, nullptr);
-    if (!error)
-        string.swap(received);
-    return error;
+    return finish(transferError(result, failure));
 }
 
 qvUtil::Error Socket::wait()

@@ -34,6 +34,11 @@
 #include "qvThreadMutex.h"
 #include "qvThreadThread.h"
 
+// TCP
+#include "qvTCPAddress.h"
+#include "qvTCPSocket.h"
+#include "qvTCPServer.h"
+
 // Undo
 #include "qvUndoCommand.h"
 #include "qvUndoGroup.h"
@@ -41,6 +46,7 @@
 
 // Packet files
 #include "ioBuffer.h"
+#include "ioBufferTCP.h"
 #include "ioBufferedStream.h"
 #include "ioBufferCompress.h"
 #include "ioBufferChecksum.h"

@@ -1,0 +1,289 @@
+#include "tcpTestHelpers.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+using tcpTest::bytesOf;
+using tcpTest::connectPair;
+using tcpTest::cstringOf;
+
+namespace {
+
+std::string randomBytes(size_t length, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::string bytes(length, '\0');
+    for (char& c : bytes)
+        c = static_cast<char>(random());
+    return bytes;
+}
+
+bool startsWith(const char* text, const char* prefix)
+{
+    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+// Writes to socket until it fails (at most 64 MB), the way a writer meets a vanished peer.
+qvUtil::Error writeUntilFailure(qvTCP::Socket& socket)
+{
+    std::vector<char> block(1 << 16, 'x');
+    qvUtil::Error error;
+    for (int i = 0; i < 1024 && !error; ++i)
+        error = socket.write(block.data(), static_cast<unsigned int>(block.size()), nullptr);
+    return error;
+}
+
+} // namespace
+
+TEST(TCPSocket, StringsUpTo65535BytesRoundTripAndLongerOnesAreRefusedUnsent)
+{
+    tcpTest::Connection c = connectPair();
+    ASSERT_TRUE(c.accepted);
+    EXPECT_TRUE(c.client->connected());
+    EXPECT_TRUE(c.accepted->connected());
+
+    for (size_t length : {size_t(0), size_t(1), size_t(100), size_t(65535)}) {
+        std::string bytes = randomBytes(length, static_cast<unsigned>(length));
+        // A 64 KB string does not fit the socket buffers at once: the reader runs alongside.
+        qvString::CString received("unchanged");
+        qvUtil::Error readError;
+        std::thread reader([&] { readError = c.accepted->read(received); });
+        qvUtil::Error writeError = c.client->write(cstringOf(bytes));
+        reader.join();
+        EXPECT_FALSE(writeError) << writeError.message();
+        EXPECT_FALSE(readError) << readError.message();
+        EXPECT_EQ(bytesOf(received), bytes) << length << " bytes";
+    }
+
+    // Refused before anything is sent: the next string is the first thing the peer sees.
+    qvUtil::Error tooLong = c.client->write(qvString::CString(65536u, 'a'));
+    EXPECT_EQ(tooLong.num(), 3);
+    EXPECT_STREQ(tooLong.message(), "buffer passed to Socket::write() is too long");
+    ASSERT_FALSE(c.client->write(qvString::CString("after")));
+    qvString::CString next;
+    ASSERT_FALSE(c.accepted->read(next));
+    EXPECT_EQ(bytesOf(next), "after");
+
+    // On the wire: a big-endian length, then the bytes.
+    ASSERT_FALSE(c.client->write(qvString::CString("abc")));
+    char wire[5];
+    unsigned int done = 0;
+    ASSERT_FALSE(c.accepted->read(wire, 5, &done));
+    EXPECT_EQ(done, 5u);
+    EXPECT_EQ(std::string(wire, 5), std::string("\0\3abc", 5));
+
+    // Throw mode raises the same error.
+    c.client->setThrowMode(true);
+    try {
+        c.client->write(qvString::CString(70000u, 'a'));
+        ADD_FAILURE() << "no exception";
+    } catch (const qvUtil::Error& error) {
+        EXPECT_EQ(error.num(), 3);
+    }
+}
+
+TEST(TCPSocket, PeerClosingMidBufferEndsTheReadWithCode4AndTheCountReceived)
+{
+    tcpTest::Connection c = connectPair();
+    ASSERT_TRUE(c.accepted);
+    std::string sent = randomBytes(100, 5);
+    ASSERT_FALSE(c.accepted->write(sent.data(), 100, nullptr));
+    c.accepted->close(3);
+    EXPECT_FALSE(c.accepted->connected());
+
+    std::vector<char> buffer(1000);
+    unsigned int done = 0;
+    qvUtil::Error error = c.client->read(buffer.data(), 1000, &done);
+    EXPECT_EQ(error.num(), 4);
+    EXPECT_STREQ(error.message(), "connection closed");
+    ASSERT_EQ(done, 100u);
+    EXPECT_EQ(std::string(buffer.data(), 100), sent);
+
+    // A string read that fails leaves the string alone; in throw mode the failure is thrown.
+    qvString::CString kept("kept");
+    EXPECT_EQ(c.client->read(kept).num(), 4);
+    EXPECT_EQ(bytesOf(kept), "kept");
+    c.client->setThrowMode(true);
+    EXPECT_THROW(c.client->read(buffer.data(), 1, &done), qvUtil::Error);
+    c.client->setThrowMode(false);
+
+    // Writing to the vanished peer fails with an error instead of ending the process.
+    qvUtil::Error writeError = writeUntilFailure(*c.client);
+    EXPECT_EQ(writeError.num(), 1);
+    EXPECT_TRUE(startsWith(writeError.message(), "send() failed: ")) << writeError.message();
+}
+
+TEST(TCPServer, AcceptTimesOutWithNoSocketAndSuccessThenSeesAPendingClient)
+{
+    qvTCP::Server server(-1, 5);
+    // accept() listens first when needed.
+    auto start = std::chrono::steady_clock::now();
+    std::pair<qvTCP::Socket*, qvUtil::Error> none = server.accept(qvUtil::Interval(0.3));
+    double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_EQ(none.first, nullptr);
+    EXPECT_EQ(none.second.num(), 0);
+    EXPECT_GE(waited, 0.25);
+    EXPECT_GT(server.getPort(), 0);
+    EXPECT_FALSE(server.connectionPending());
+
+    qvTCP::ClientSocket client(qvTCP::Address("127.0.0.1", server.getPort()));
+    ASSERT_FALSE(client.connect());
+    bool pending = false;
+    for (int i = 0; i < 200 && !pending; ++i) {
+        pending = server.connectionPending();
+        if (!pending)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_TRUE(pending);
+    std::unique_ptr<qvTCP::Socket> accepted(server.accept(qvUtil::Interval(5.0)).first);
+    ASSERT_TRUE(accepted);
+
+    // Each side knows both ends.
+    std::pair<const qvTCP::Address*, qvUtil::Error> local = accepted->localAddress();
+    std::pair<const qvTCP::Address*, qvUtil::Error> peer = accepted->remoteAddress();
+    std::pair<const qvTCP::Address*, qvUtil::Error> clientLocal = client.localAddress();
+    ASSERT_FALSE(local.second);
+    ASSERT_FALSE(peer.second);
+    ASSERT_FALSE(clientLocal.second);
+    EXPECT_EQ(local.first->getPort(), server.getPort());
+    EXPECT_TRUE(*peer.first == *clientLocal.first);
+    EXPECT_EQ(client.remoteAddress().first->getPort(), server.getPort());
+
+    server.shutdown();
+    EXPECT_FALSE(server.connectionPending());
+}
+
+TEST(TCPServer, EphemeralPortIsReportedAndAPortInUseIsRefused)
+{
+    qvTCP::Server server(-1, 5);
+    EXPECT_EQ(server.getPort(), 0);
+    ASSERT_FALSE(server.listen());
+    int port = server.getPort();
+    EXPECT_GT(port, 0);
+
+    qvTCP::Server second(port, 5);
+    qvUtil::Error inUse = second.listen();
+#ifdef _WIN32
+    // The code comes from the C runtime's errno, which the socket calls leave alone there.
+    EXPECT_EQ(inUse.num(), 1);
+#else
+    EXPECT_EQ(inUse.num(), 3);
+#endif
+    EXPECT_TRUE(startsWith(inUse.message(), "bind() failed: ")) << inUse.message();
+
+    // A server restarted after serving a connection binds its port again at once.
+    {
+        qvTCP::ClientSocket client(qvTCP::Address("127.0.0.1", port));
+        ASSERT_FALSE(client.connect());
+        std::unique_ptr<qvTCP::Socket> accepted(server.accept(qvUtil::Interval(5.0)).first);
+        ASSERT_TRUE(accepted);
+        accepted->close(3);
+    }
+    server.shutdown();
+    qvTCP::Server restarted(port, 5);
+    qvUtil::Error again = restarted.listen();
+    EXPECT_FALSE(again) << again.message();
+}
+
+TEST(TCPSocket, HalfCloseBySideEndsInAFullClose)
+{
+    tcpTest::Connection c = connectPair();
+    ASSERT_TRUE(c.accepted);
+    // Shutting the sending side tells the peer the data has ended ...
+    ASSERT_FALSE(c.client->write(qvString::CString("last words")));
+    EXPECT_FALSE(c.client->close(2));
+    EXPECT_TRUE(c.client->connected());
+    qvString::CString words;
+    ASSERT_FALSE(c.accepted->read(words));
+    EXPECT_EQ(bytesOf(words), "last words");
+    qvString::CString nothing;
+    EXPECT_EQ(c.accepted->read(nothing).num(), 4);
+
+    // ... while the other direction still works.
+    ASSERT_FALSE(c.accepted->write(qvString::CString("reply")));
+    qvString::CString reply;
+    ASSERT_FALSE(c.client->read(reply));
+    EXPECT_EQ(bytesOf(reply), "reply");
+
+    // Shutting the other side as well closes the socket. The full close reports a shutdown()
+    // that returned 0 (kept for existing callers), so its result is code 1.
+    EXPECT_EQ(c.client->close(1).num(), 1);
+    EXPECT_FALSE(c.client->connected());
+    EXPECT_FALSE(c.client->dataAvailable());
+    EXPECT_FALSE(c.client->close(3));
+    EXPECT_EQ(c.client->localAddress().second.num(), 2);
+
+    // Shutting only the receiving side of a live socket reports the same way.
+    qvUtil::Error receiving = c.accepted->close(1);
+    EXPECT_EQ(receiving.num(), 1);
+    EXPECT_TRUE(startsWith(receiving.message(), "shutdown(socket,0) failed: ")) << receiving.message();
+    EXPECT_TRUE(c.accepted->connected());
+}
+
+TEST(TCPSocket, ConnectingToAClosedPortIsRefused)
+{
+    int port = 0;
+    {
+        qvTCP::Server server(-1, 1);
+        ASSERT_FALSE(server.listen());
+        port = server.getPort();
+    }
+    qvTCP::ClientSocket client(qvTCP::Address("127.0.0.1", port));
+    qvUtil::Error error = client.connect();
+#ifdef _WIN32
+    // The code comes from the C runtime's errno, which the socket calls leave alone there.
+    EXPECT_EQ(error.num(), 2);
+#else
+    EXPECT_EQ(error.num(), 4);
+#endif
+    EXPECT_TRUE(startsWith(error.message(), "connect() failed: ")) << error.message();
+    EXPECT_FALSE(client.connected());
+    EXPECT_EQ(client.localAddress().second.num(), 2);
+    // The address it was given is still known.
+    EXPECT_EQ(client.remoteAddress().first->getPort(), port);
+}
+
+TEST(TCPSocket, WaitAndPollSeeArrivingData)
+{
+    tcpTest::Connection c = connectPair();
+    ASSERT_TRUE(c.accepted);
+    EXPECT_FALSE(c.accepted->dataAvailable());
+    c.accepted->setTimeout(qvUtil::Interval(0.05));
+    EXPECT_FALSE(c.accepted->wait()); // times out quietly
+    EXPECT_FALSE(c.accepted->dataAvailable());
+
+    ASSERT_FALSE(c.client->write(qvString::CString("x")));
+    c.accepted->setTimeout(qvUtil::Interval(5.0));
+    EXPECT_FALSE(c.accepted->wait());
+    EXPECT_TRUE(c.accepted->dataAvailable());
+}
+
+TEST(TCPSocket, CStreamCarriesBytesAndIsMadeOnce)
+{
+    tcpTest::Connection c = connectPair();
+    ASSERT_TRUE(c.accepted);
+    std::pair<FILE*, qvUtil::Error> stream = c.client->getCStream();
+    ASSERT_FALSE(stream.second) << stream.second.message();
+    ASSERT_NE(stream.first, nullptr);
+    std::fputs("through stdio", stream.first);
+    std::fflush(stream.first);
+    char text[13];
+    ASSERT_FALSE(c.accepted->read(text, sizeof text, nullptr));
+    EXPECT_EQ(std::string(text, sizeof text), "through stdio");
+
+    FILE* again = nullptr;
+    qvUtil::Error second = c.client->getCStream(again);
+    EXPECT_EQ(second.num(), 2);
+    EXPECT_STREQ(second.message(), "socket is not connected");
+    EXPECT_EQ(again, stream.first);
+
+    // Closing the socket closes the stream with it; the peer sees the end.
+    c.client->close(3);
+    EXPECT_EQ(c.accepted->read(text, 1, nullptr).num(), 4);
+}

@@ -48,5 +48,7 @@
 #include "ioReferenceMap.h"
 #include "ioContext.h"
 #include "ioPacketFileAscii.h"
+#include "ioPacketFileBinary.h"
+#include "ioPacketFileDebug.h"
 
 #endif

@@ -17,6 +17,7 @@
 #include "ioHeader.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -95,6 +96,10 @@ Scene makeScene(const SceneOptions& options);
 // write context's final status (ioError when the method cannot be written).
 ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method);
 ioStatus writeSceneFile(const Scene& scene, const std::string& path, ioWriteMethod method);
+// The same through a write context that makeContext creates over the stream (for writers
+// that the allocation function does not offer, such as one that swaps bytes).
+ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
+                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext);
 
 struct SceneReadResult {
     bool opened = false;        // the header gave a read context

@@ -244,10 +244,8 @@ bool ioPacketFileBinaryBuffer::subPacketHasData() const
 
 void ioPacketFileBinaryBuffer::leaveSubPacket(ioReadContext&)
 {
-    if (!frames.empty() && frames.back().subPacketFlag) {
-        position = std::max(position, frames.back().subPacketEnd);
-        frames.back().subPacketFlag = false;
-    }
+    if (!frames.empty() && frames.back().subPacketFlag)
+        position = frames.back().subPacketEnd;
 }
 
 void ioPacketFileBinaryBuffer::enterChunk(ioReadContext& context)

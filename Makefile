@@ -30,7 +30,7 @@ test-tsan:
 	ctest --preset tsan
 
 bench:
-	.ci/install-deps.sh libeigen3-dev ncompress || [ $$? = 1 ]
+	.ci/install-deps.sh libeigen3-dev ncompress libcereal-dev || [ $$? = 1 ]
 	cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 	bench/run.sh build/bench

@@ -57,6 +57,8 @@
 #include "ioReferenceMap.h"
 #include "ioContext.h"
 #include "ioPacketFileAscii.h"
+#include "ioPacketFileBinary.h"
+#include "ioPacketFileDebug.h"
 
 // Files and operating system
 #include "qvOSFilename.h"

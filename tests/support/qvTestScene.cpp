@@ -141,8 +141,8 @@ template <typename T, typename ReadArray>
 void readVector(ioReadContext& ctx, std::vector<T>& values, ReadArray readArray)
 {
     values.resize(static_cast<size_t>(readCount(ctx)));
-    if (!values.empty())
-        (ctx.*readArray)(values.data(), static_cast<int>(values.size()));
+    // Called for empty arrays too: the checking encodings tag every array, empty or not.
+    (ctx.*readArray)(values.data(), static_cast<int>(values.size()));
 }
 
 template <typename T, typename WriteArray>
@@ -436,10 +436,19 @@ Scene makeScene(const SceneOptions& options)
 ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method,
                     const std::function<void()>& afterRegistry)
 {
+    return writeScene(scene, stream, [method](ioBufferedStreamOutput& out) {
+        return ioWriteContextAlloc(out, method, nullptr);
+    });
+}
+
+ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
+                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext)
+{
     SceneRegistry registry(false, nullptr);
-    std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(stream, method, &registry));
+    std::unique_ptr<ioWriteContext> ctx(makeContext(stream));
     if (!ctx)
         return ioError;
+    ctx->associateRegistry(&registry);
     ctx->startFile();
     if (afterRegistry)
         afterRegistry();

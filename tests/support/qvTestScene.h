@@ -98,6 +98,10 @@ Scene makeScene(const SceneOptions& options);
 ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method,
                     const std::function<void()>& afterRegistry = {});
 ioStatus writeSceneFile(const Scene& scene, const std::string& path, ioWriteMethod method);
+// The same through a write context that makeContext creates over the stream (for writers
+// that the allocation function does not offer, such as one that swaps bytes).
+ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
+                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext);
 
 struct SceneReadResult {
     bool opened = false;        // the header gave a read context

@@ -2,39 +2,40 @@
 
 #include "ioBufferedStream.h"
 #include "ioPacketFileAscii.h"
+#include "ioPacketFileBinary.h"
+#include "ioPacketFileDebug.h"
 
 namespace {
 
-// One entry per method, in the order of the method values. Encodings not built into this
-// library yet have no factory and give null.
+// One entry per method, in the order of the method values.
 using WriteFactory = ioWriteContext* (*)(ioBufferedStreamOutput&);
 using ReadFactory = ioReadContext* (*)(ioBufferedStreamInput&);
 
-ioWriteContext* newAsciiWriter(ioBufferedStreamOutput& stream)
+template <class Context> ioWriteContext* newWriter(ioBufferedStreamOutput& stream)
 {
-    return new ioWriteContextAscii(stream);
+    return new Context(stream);
 }
 
-ioReadContext* newAsciiReader(ioBufferedStreamInput& stream)
+template <class Context> ioReadContext* newReader(ioBufferedStreamInput& stream)
 {
-    return new ioReadContextAscii(stream);
+    return new Context(stream);
 }
 
 const WriteFactory writeFactories[] = {
-    newAsciiWriter, // ioWriteAscii
-    nullptr,        // ioWriteBinary
-    nullptr,        // ioWriteAsciiDebug
-    nullptr,        // ioWriteBinaryDebug
+    newWriter<ioWriteContextAscii>,       // ioWriteAscii
+    newWriter<ioWriteContextBinary>,      // ioWriteBinary
+    newWriter<ioWriteContextAsciiDebug>,  // ioWriteAsciiDebug
+    newWriter<ioWriteContextBinaryDebug>, // ioWriteBinaryDebug
 };
 
 const ReadFactory readFactories[] = {
-    nullptr,        // ioReadUnknown
-    nullptr,        // ioReadBinarySameEndian
-    nullptr,        // ioReadBinarySwapped
-    newAsciiReader, // ioReadAscii
-    nullptr,        // ioReadBinaryDebugSameEndian
-    nullptr,        // ioReadBinaryDebugSwapped
-    nullptr,        // ioReadAsciiDebug
+    nullptr,                                       // ioReadUnknown
+    newReader<ioReadContextBinarySameEndian>,      // ioReadBinarySameEndian
+    newReader<ioReadContextBinarySwapped>,         // ioReadBinarySwapped
+    newReader<ioReadContextAscii>,                 // ioReadAscii
+    newReader<ioReadContextBinaryDebugSameEndian>, // ioReadBinaryDebugSameEndian
+    newReader<ioReadContextBinaryDebugSwapped>,    // ioReadBinaryDebugSwapped
+    newReader<ioReadContextAsciiDebug>,            // ioReadAsciiDebug
 };
 
 } // namespace
@@ -42,7 +43,7 @@ const ReadFactory readFactories[] = {
 ioWriteContext* ioWriteContextAlloc(ioBufferedStreamOutput& stream, ioWriteMethod method,
                                     ioPacketRegistry* registry)
 {
-    if (method < ioWriteAscii || method > ioWriteBinaryDebug || !writeFactories[method])
+    if (method < ioWriteAscii || method > ioWriteBinaryDebug)
         return nullptr;
     ioWriteContext* context = writeFactories[method](stream);
     if (registry)
@@ -60,11 +61,6 @@ ioReadContext* ioReadContextAlloc(ioBufferedStreamInput& stream, ioPacketRegistr
     ioReadMethod method = header.determineReadMethod();
     if (method < ioReadBinarySameEndian || method > ioReadAsciiDebug) {
         ioPacketFileError("ioPacketFile: The header names a write method that is not known.\n");
-        return nullptr;
-    }
-    if (!readFactories[method]) {
-        ioPacketFileError("ioPacketFile: Files of write method %d cannot be read by this "
-                          "library.\n", header.getMethod());
         return nullptr;
     }
     ioReadContext* context = readFactories[method](stream);

@@ -528,7 +528,8 @@ short ioReadContextAscii::readShort()
 
 unsigned short ioReadContextAscii::readUShort()
 {
-    return static_cast<unsigned short>(readShort());
+    // Called by name: through the slot, a checking context would look for a second tag.
+    return static_cast<unsigned short>(ioReadContextAscii::readShort());
 }
 
 int ioReadContextAscii::readInt()

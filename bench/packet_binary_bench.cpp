@@ -1,0 +1,367 @@
+// Writing and reading packet files in the binary method: a scene of about 20000 objects against
+// cereal's binary archive on the same objects (when cereal is installed), and 100 MB of double
+// arrays against a raw write()/read() loop through a 4096-byte buffer; a plain memcpy of the same
+// 100 MB is reported beside them.
+#include "ioBufferedStream.h"
+#include "ioPacketRegistry.h"
+#include "ioPacketType.h"
+#include "qvTestScene.h"
+
+#include <benchmark/benchmark.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#ifdef QVBASE_BENCH_CEREAL
+#include <cereal/archives/binary.hpp>
+#include <cereal/types/string.hpp>
+#include <cereal/types/vector.hpp>
+#endif
+
+namespace {
+
+const qvTest::Scene& scene()
+{
+    static const qvTest::Scene instance = qvTest::makeScene({20000, 77, 60, 0});
+    return instance;
+}
+
+std::string tempPath(const char* name)
+{
+    std::error_code ec;
+    std::filesystem::path dir = std::filesystem::is_directory("/dev/shm", ec)
+                                    ? std::filesystem::path("/dev/shm")
+                                    : std::filesystem::temp_directory_path();
+    return (dir / name).string();
+}
+
+long long fileBytes(const std::string& path)
+{
+    std::error_code ec;
+    return static_cast<long long>(std::filesystem::file_size(path, ec));
+}
+
+void report(benchmark::State& state, long long bytes, double objects)
+{
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * bytes);
+    state.counters["objects"] = benchmark::Counter(objects, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["fileMB"] = static_cast<double>(bytes) / 1e6;
+}
+
+double sceneObjects()
+{
+    const qvTest::Scene& s = scene();
+    return static_cast<double>(s.meshes.size() + s.materials.size() + s.nodes.size());
+}
+
+// ---- the scene
+
+void sceneWriteQv(benchmark::State& state)
+{
+    std::string path = tempPath("qvBase_bench_scene.qvb");
+    for (auto _ : state)
+        if (qvTest::writeSceneFile(scene(), path, ioWriteBinary) != ioOk)
+            state.SkipWithError("write failed");
+    report(state, fileBytes(path), sceneObjects());
+}
+
+void sceneReadQv(benchmark::State& state)
+{
+    std::string path = tempPath("qvBase_bench_scene.qvb");
+    qvTest::writeSceneFile(scene(), path, ioWriteBinary);
+    for (auto _ : state) {
+        qvTest::Scene copy;
+        if (qvTest::readSceneFile(copy, path).status != ioOk)
+            state.SkipWithError("read failed");
+        benchmark::DoNotOptimize(copy.nodes.data());
+    }
+    report(state, fileBytes(path), sceneObjects());
+}
+
+#ifdef QVBASE_BENCH_CEREAL
+// The same objects for cereal, which has no raw pointers: references travel as indices (-1 for
+// none) and are turned back into pointers after reading, as the packet reader does.
+template <typename T> int indexOf(const T* object)
+{
+    return object ? object->index : -1;
+}
+
+struct CerealScene {
+    const qvTest::Scene* source = nullptr;
+    qvTest::Scene* target = nullptr;
+
+    template <class Archive> void save(Archive& ar) const
+    {
+        const qvTest::Scene& s = *source;
+        ar(static_cast<uint32_t>(s.meshes.size()), static_cast<uint32_t>(s.materials.size()),
+           static_cast<uint32_t>(s.nodes.size()));
+        for (const auto& m : s.meshes)
+            ar(m->name, m->index, m->flags, m->chars, m->bytes, m->shorts, m->ushorts, m->indices, m->uints,
+               m->ids, m->uids, m->positions, m->weights);
+        for (const auto& m : s.materials) {
+            ar(m->name, m->index, m->description, m->color[0], m->color[1], m->color[2], m->shininess,
+               static_cast<uint32_t>(m->layers.size()));
+            for (const auto& layer : m->layers)
+                ar(layer.name, layer.blend, layer.values);
+        }
+        for (const auto& n : s.nodes) {
+            ar(n->name, n->index, n->visible, n->kind, indexOf(n->parent),
+               n->link == &s.missing ? -1 : indexOf(n->link), indexOf(n->mesh), indexOf(n->material));
+            std::vector<int> children;
+            for (const qvTest::SceneNode* child : n->children)
+                children.push_back(child->index);
+            ar(children, cereal::binary_data(n->transform, sizeof n->transform),
+               cereal::binary_data(n->bounds, sizeof n->bounds));
+        }
+    }
+
+    template <class Archive> void load(Archive& ar)
+    {
+        qvTest::Scene& s = *target;
+        uint32_t meshes = 0, materials = 0, nodes = 0;
+        ar(meshes, materials, nodes);
+        for (uint32_t i = 0; i < meshes; ++i) {
+            auto m = std::make_unique<qvTest::SceneMesh>();
+            ar(m->name, m->index, m->flags, m->chars, m->bytes, m->shorts, m->ushorts, m->indices, m->uints,
+               m->ids, m->uids, m->positions, m->weights);
+            s.meshes.push_back(std::move(m));
+        }
+        for (uint32_t i = 0; i < materials; ++i) {
+            auto m = std::make_unique<qvTest::SceneMaterial>();
+            uint32_t layers = 0;
+            ar(m->name, m->index, m->description, m->color[0], m->color[1], m->color[2], m->shininess, layers);
+            m->layers.resize(layers);
+            for (auto& layer : m->layers)
+                ar(layer.name, layer.blend, layer.values);
+            s.materials.push_back(std::move(m));
+        }
+        std::vector<std::vector<int>> links(nodes);
+        for (uint32_t i = 0; i < nodes; ++i) {
+            auto n = std::make_unique<qvTest::SceneNode>();
+            int parent, link, mesh, material;
+            ar(n->name, n->index, n->visible, n->kind, parent, link, mesh, material, links[i],
+               cereal::binary_data(n->transform, sizeof n->transform),
+               cereal::binary_data(n->bounds, sizeof n->bounds));
+            links[i].insert(links[i].begin(), {parent, link, mesh, material});
+            s.nodes.push_back(std::move(n));
+        }
+        auto at = [](auto& objects, int index) { return index < 0 ? nullptr : objects[static_cast<size_t>(index)].get(); };
+        for (uint32_t i = 0; i < nodes; ++i) {
+            qvTest::SceneNode& n = *s.nodes[i];
+            const std::vector<int>& l = links[i];
+            n.parent = at(s.nodes, l[0]);
+            n.link = at(s.nodes, l[1]);
+            n.mesh = at(s.meshes, l[2]);
+            n.material = at(s.materials, l[3]);
+            for (size_t c = 4; c < l.size(); ++c)
+                n.children.push_back(at(s.nodes, l[c]));
+        }
+    }
+};
+
+void sceneWriteAnchor(benchmark::State& state)
+{
+    std::string path = tempPath("qvBase_bench_scene.cereal");
+    for (auto _ : state) {
+        std::ofstream out(path, std::ios::binary);
+        cereal::BinaryOutputArchive archive(out);
+        CerealScene s;
+        s.source = &scene();
+        s.save(archive);
+    }
+    report(state, fileBytes(path), sceneObjects());
+}
+
+void sceneReadAnchor(benchmark::State& state)
+{
+    std::string path = tempPath("qvBase_bench_scene.cereal");
+    {
+        std::ofstream out(path, std::ios::binary);
+        cereal::BinaryOutputArchive archive(out);
+        CerealScene s;
+        s.source = &scene();
+        s.save(archive);
+    }
+    for (auto _ : state) {
+        qvTest::Scene copy;
+        std::ifstream in(path, std::ios::binary);
+        cereal::BinaryInputArchive archive(in);
+        CerealScene s;
+        s.target = &copy;
+        s.load(archive);
+        benchmark::DoNotOptimize(copy.nodes.data());
+    }
+    report(state, fileBytes(path), sceneObjects());
+}
+#endif
+
+// ---- 100 MB of double arrays: 100 packets of one 1 MB array each
+
+constexpr int arrayPackets = 100;
+constexpr int arrayLength = (1 << 20) / 8;
+constexpr long long arrayBytes = static_cast<long long>(arrayPackets) * arrayLength * 8;
+
+const std::vector<double>& arrayValues()
+{
+    static const std::vector<double> values = [] {
+        std::vector<double> v(static_cast<size_t>(arrayLength));
+        for (size_t i = 0; i < v.size(); ++i)
+            v[i] = static_cast<double>(i) * 0.5;
+        return v;
+    }();
+    return values;
+}
+
+class ArrayRegistry : public ioPacketRegistry {
+public:
+    ArrayRegistry(bool reading, std::vector<double>* into) : ioPacketRegistry(reading), into(into) {}
+
+protected:
+    class ArrayType : public ioPacketType {
+    public:
+        explicit ArrayType(std::vector<double>* into) : ioPacketType("doubles"), into(into) {}
+        void read(ioClientReadContext& client) override
+        {
+            client->readDoubleArray(into->data(), static_cast<int>(into->size()));
+        }
+        std::vector<double>* into;
+    };
+    void registerTypes() override { supportedType(new ArrayType(into)); }
+
+private:
+    std::vector<double>* into;
+};
+
+ioStatus writeArraysFile(const std::string& path)
+{
+    ArrayRegistry registry(false, nullptr);
+    ioBufferedStreamOutput out;
+    out.openFile(path.c_str());
+    std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(out, ioWriteBinary, &registry));
+    ctx->startFile();
+    ioPacketType* type = registry.lookup("doubles");
+    for (int p = 0; p < arrayPackets; ++p) {
+        ctx->startPacket(type);
+        ctx->writeDoubleArray(arrayValues().data(), arrayLength);
+        ctx->endPacket();
+    }
+    ctx->endFile();
+    out.close();
+    return ctx->getStatus();
+}
+
+void arraysWriteQv(benchmark::State& state)
+{
+    std::string path = tempPath("qvBase_bench_arrays.qvb");
+    for (auto _ : state)
+        if (writeArraysFile(path) != ioOk)
+            state.SkipWithError("write failed");
+    report(state, arrayBytes, arrayPackets);
+}
+
+void arraysReadQv(benchmark::State& state)
+{
+    std::string path = tempPath("qvBase_bench_arrays.qvb");
+    writeArraysFile(path);
+    std::vector<double> into(static_cast<size_t>(arrayLength));
+    for (auto _ : state) {
+        ArrayRegistry registry(true, &into);
+        ioBufferedStreamInput in;
+        in.openFile(path.c_str());
+        std::unique_ptr<ioReadContext> ctx(ioReadContextAlloc(in, &registry));
+        ioClientReadContext client(*ctx);
+        ctx->readFile(client);
+        in.close();
+        if (ctx->getStatus() != ioOk)
+            state.SkipWithError("read failed");
+        benchmark::DoNotOptimize(into.data());
+    }
+    report(state, arrayBytes, arrayPackets);
+}
+
+// The raw loops: the same bytes through a 4096-byte buffer with write() and read().
+bool writeRawFile(const std::string& path)
+{
+    char buffer[4096];
+    bool ok = true;
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    for (int p = 0; p < arrayPackets; ++p) {
+        const char* bytes = reinterpret_cast<const char*>(arrayValues().data());
+        for (size_t at = 0; at < static_cast<size_t>(arrayLength) * 8; at += sizeof buffer) {
+            std::memcpy(buffer, bytes + at, sizeof buffer);
+            ok = ::write(fd, buffer, sizeof buffer) == static_cast<ssize_t>(sizeof buffer) && ok;
+        }
+    }
+    ::close(fd);
+    return ok;
+}
+
+void arraysWriteAnchor(benchmark::State& state)
+{
+    std::string path = tempPath("qvBase_bench_arrays.raw");
+    for (auto _ : state)
+        if (!writeRawFile(path))
+            state.SkipWithError("write failed");
+    report(state, arrayBytes, arrayPackets);
+}
+
+void arraysReadAnchor(benchmark::State& state)
+{
+    std::string path = tempPath("qvBase_bench_arrays.raw");
+    writeRawFile(path);
+    std::vector<double> into(static_cast<size_t>(arrayLength));
+    char buffer[4096];
+    for (auto _ : state) {
+        int fd = ::open(path.c_str(), O_RDONLY);
+        char* bytes = reinterpret_cast<char*>(into.data());
+        for (int p = 0; p < arrayPackets; ++p)
+            for (size_t at = 0; at < into.size() * 8; at += sizeof buffer) {
+                if (::read(fd, buffer, sizeof buffer) != static_cast<ssize_t>(sizeof buffer))
+                    state.SkipWithError("read failed");
+                std::memcpy(bytes + at, buffer, sizeof buffer);
+            }
+        ::close(fd);
+        benchmark::DoNotOptimize(into.data());
+    }
+    report(state, arrayBytes, arrayPackets);
+}
+
+void arraysMemcpy(benchmark::State& state)
+{
+    std::vector<double> into(static_cast<size_t>(arrayLength));
+    for (auto _ : state) {
+        for (int p = 0; p < arrayPackets; ++p) {
+            std::memcpy(into.data(), arrayValues().data(), into.size() * 8);
+            benchmark::ClobberMemory();
+        }
+    }
+    report(state, arrayBytes, arrayPackets);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    benchmark::RegisterBenchmark("scene_write/qv", sceneWriteQv)->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("scene_read/qv", sceneReadQv)->Unit(benchmark::kMillisecond);
+#ifdef QVBASE_BENCH_CEREAL
+    benchmark::RegisterBenchmark("scene_write/anchor", sceneWriteAnchor)->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("scene_read/anchor", sceneReadAnchor)->Unit(benchmark::kMillisecond);
+#endif
+    benchmark::RegisterBenchmark("arrays_write/qv", arraysWriteQv)->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("arrays_write/anchor", arraysWriteAnchor)->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("arrays_read/qv", arraysReadQv)->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("arrays_read/anchor", arraysReadAnchor)->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("arrays_memcpy/anchor", arraysMemcpy)->Unit(benchmark::kMillisecond);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -436,13 +436,15 @@ Scene makeScene(const SceneOptions& options)
 ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method,
                     const std::function<void()>& afterRegistry)
 {
-    return writeScene(scene, stream, [method](ioBufferedStreamOutput& out) {
-        return ioWriteContextAlloc(out, method, nullptr);
-    });
+    return writeScene(
+        scene, stream,
+        [method](ioBufferedStreamOutput& out) { return ioWriteContextAlloc(out, method, nullptr); },
+        afterRegistry);
 }
 
 ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
-                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext)
+                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext,
+                    const std::function<void()>& afterRegistry)
 {
     SceneRegistry registry(false, nullptr);
     std::unique_ptr<ioWriteContext> ctx(makeContext(stream));

@@ -101,7 +101,8 @@ ioStatus writeSceneFile(const Scene& scene, const std::string& path, ioWriteMeth
 // The same through a write context that makeContext creates over the stream (for writers
 // that the allocation function does not offer, such as one that swaps bytes).
 ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
-                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext);
+                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext,
+                    const std::function<void()>& afterRegistry = {});
 
 struct SceneReadResult {
     bool opened = false;        // the header gave a read context

@@ -93,9 +93,10 @@ bool queryStatus(const std::string& name, FileStatus& status)
 
 int listDirectory(const std::string& dir, std::vector<std::string>& names)
 {
+    // A missing directory is a failure, as FindFirstFileA's "path not found" is on Windows.
     DIR* stream = ::opendir(dir.c_str());
     if (!stream)
-        return errno == ENOENT ? 0 : errno;
+        return errno;
     errno = 0;
     while (const dirent* entry = ::readdir(stream)) {
         const std::string name = entry->d_name;

@@ -137,6 +137,7 @@ std::pair<qvString::CString, qvUtil::Error> Address::getName()
 qvString::CString& Address::localhostName()
 {
     static qvString::CString kept = [] {
+        internal::startup(); // Windows answers only once its sockets are started
         char name[256];
         if (internal::hostName(name, sizeof name) != 0)
             name[0] = '\0';

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace qvTCP {
 namespace internal {
@@ -31,6 +32,16 @@ void startup()
     std::printf("Cannot initialize Windows Sockets: %s", text);
 }
 
+std::string formatDotted(std::uint32_t networkAddress)
+{
+    // Network order: the first octet is the first byte in memory.
+    unsigned char octets[4];
+    std::memcpy(octets, &networkAddress, 4);
+    char text[16];
+    std::snprintf(text, sizeof text, "%u.%u.%u.%u", octets[0], octets[1], octets[2], octets[3]);
+    return text;
+}
+
 } // namespace internal
 
 namespace {
@@ -38,6 +49,11 @@ namespace {
 qvUtil::Error lookUpFailure(const internal::HostEntry& entry)
 {
     return qvUtil::Error(entry.notFound ? 3 : 1, "%s", entry.message.c_str());
+}
+
+internal::HostEntry lookUpDotted(const qvString::CString& dotted)
+{
+    return internal::lookUpAddress(internal::parseDotted(dotted.asChar()));
 }
 
 } // namespace
@@ -85,12 +101,12 @@ bool Address::operator==(const Address& other) const
 
 qvUtil::Error Address::resolve()
 {
-    internal::HostEntry entry = numbersAndDotsCached ? internal::lookUpAddress(numbersAndDots.asChar())
+    internal::HostEntry entry = numbersAndDotsCached ? lookUpDotted(numbersAndDots)
                                                      : internal::lookUpName(name.asChar());
     if (!entry.found)
         return lookUpFailure(entry);
     name = entry.name.c_str();
-    numbersAndDots = entry.dotted.c_str();
+    numbersAndDots = internal::formatDotted(entry.address).c_str();
     return qvUtil::Error();
 }
 
@@ -100,7 +116,7 @@ std::pair<qvString::CString, qvUtil::Error> Address::getNumbersAndDots()
         internal::HostEntry entry = internal::lookUpName(name.asChar());
         if (!entry.found)
             return {numbersAndDots, lookUpFailure(entry)};
-        numbersAndDots = entry.dotted.c_str();
+        numbersAndDots = internal::formatDotted(entry.address).c_str();
         numbersAndDotsCached = true;
     }
     return {numbersAndDots, qvUtil::Error()};
@@ -109,7 +125,7 @@ std::pair<qvString::CString, qvUtil::Error> Address::getNumbersAndDots()
 std::pair<qvString::CString, qvUtil::Error> Address::getName()
 {
     if (!nameCached) {
-        internal::HostEntry entry = internal::lookUpAddress(numbersAndDots.asChar());
+        internal::HostEntry entry = lookUpDotted(numbersAndDots);
         if (!entry.found)
             return {name, lookUpFailure(entry)};
         name = entry.name.c_str();
@@ -120,7 +136,14 @@ std::pair<qvString::CString, qvUtil::Error> Address::getName()
 
 qvString::CString& Address::localhostName()
 {
-    static qvString::CString kept(internal::hostName().c_str());
+    static qvString::CString kept = [] {
+        internal::startup(); // Windows answers only once its sockets are started
+        char name[256];
+        if (internal::hostName(name, sizeof name) != 0)
+            name[0] = '\0';
+        name[sizeof name - 1] = '\0';
+        return qvString::CString(name);
+    }();
     return kept;
 }
 

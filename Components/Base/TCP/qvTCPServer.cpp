@@ -4,14 +4,7 @@
 
 namespace qvTCP {
 
-namespace {
-
-qvUtil::Error socketError(int code, const char* format = "%s")
-{
-    return qvUtil::Error(code, format, internal::errorText(internal::lastError()).c_str());
-}
-
-} // namespace
+using internal::socketError;
 
 struct Server::Record {
     int port = 0;
@@ -45,9 +38,9 @@ qvUtil::Error Server::listen()
     } else {
         internal::allowAddressReuse(socket.socket);
         if (internal::bindAny(socket.socket, record->port) != 0) {
-            int text = internal::lastError();
-            error = qvUtil::Error(internal::runtimeErrno() == 10048 ? 3 : 1, "bind() failed: %s",
-                                  internal::errorText(text).c_str());
+            int failure = internal::lastError();
+            error = socketError(internal::classify(failure) == internal::Failure::addressInUse ? 3 : 1,
+                                failure, "bind() failed: %s");
         } else if (internal::listenOn(socket.socket, record->backlog) != 0) {
             error = socketError(1);
         } else if (record->ephemeral) {

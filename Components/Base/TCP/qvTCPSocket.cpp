@@ -10,15 +10,7 @@ namespace qvTCP {
 
 namespace {
 
-qvUtil::Error socketError(int code)
-{
-    return qvUtil::Error(code, "%s", internal::errorText(internal::lastError()).c_str());
-}
-
-qvUtil::Error socketError(int code, const char* format)
-{
-    return qvUtil::Error(code, format, internal::errorText(internal::lastError()).c_str());
-}
+using internal::socketError;
 
 // The largest piece handed to one recv()/send(): the Windows calls take an int.
 constexpr unsigned int maxPiece = 1u << 30;
@@ -28,15 +20,16 @@ constexpr unsigned int stackStringLimit = 1022;
 
 enum class Transfer { complete, failed, closed };
 
-// Moves all size bytes with as many calls as it takes; moved counts what went, failure holds
-// the error number of a failed call.
-Transfer receiveAll(internal::NativeSocket s, char* bytes, unsigned int size, unsigned int& moved,
-                    int& failure)
+// Moves all size bytes with as many calls of once(offset, piece) as it takes; moved counts what
+// went, failure holds the error number of a failed call. A call that moves nothing is an orderly
+// close by the peer.
+template <typename Once>
+Transfer moveAll(unsigned int size, unsigned int& moved, int& failure, Once once)
 {
     moved = 0;
     while (moved < size) {
         unsigned int piece = size - moved < maxPiece ? size - moved : maxPiece;
-        long result = internal::receiveSome(s, bytes + moved, piece);
+        long result = once(moved, piece);
         if (result < 0) {
             failure = internal::lastError();
             return Transfer::failed;
@@ -48,20 +41,20 @@ Transfer receiveAll(internal::NativeSocket s, char* bytes, unsigned int size, un
     return Transfer::complete;
 }
 
+Transfer receiveAll(internal::NativeSocket s, char* bytes, unsigned int size, unsigned int& moved,
+                    int& failure)
+{
+    return moveAll(size, moved, failure, [&](unsigned int offset, unsigned int piece) {
+        return internal::receiveSome(s, bytes + offset, piece);
+    });
+}
+
 Transfer sendAll(internal::NativeSocket s, const char* bytes, unsigned int size, unsigned int& moved,
                  int& failure)
 {
-    moved = 0;
-    while (moved < size) {
-        unsigned int piece = size - moved < maxPiece ? size - moved : maxPiece;
-        long result = internal::sendSome(s, bytes + moved, piece);
-        if (result < 0) {
-            failure = internal::lastError();
-            return Transfer::failed;
-        }
-        moved += static_cast<unsigned int>(result);
-    }
-    return Transfer::complete;
+    return moveAll(size, moved, failure, [&](unsigned int offset, unsigned int piece) {
+        return internal::sendSome(s, bytes + offset, piece);
+    });
 }
 
 // The error of a transfer that did not complete. Built only on failure, so a successful read or
@@ -70,7 +63,7 @@ qvUtil::Error transferError(Transfer result, int failure, const char* format = "
 {
     if (result == Transfer::closed)
         return qvUtil::Error(4, "connection closed");
-    return qvUtil::Error(1, format, internal::errorText(failure).c_str());
+    return socketError(1, failure, format);
 }
 
 } // namespace
@@ -84,16 +77,15 @@ Address* makeAddress(std::uint32_t networkAddress, int port)
     return new Address(formatDotted(networkAddress).c_str(), port);
 }
 
-// The address kept in `kept`, asked of the system (query: localName or peerName) the first time.
-std::pair<const Address*, qvUtil::Error> knownAddress(Address*& kept, NativeSocket s,
-                                                     int (*query)(NativeSocket, std::uint32_t&, int&))
+// The address kept in `kept`, asked of the system the first time: the socket's own or its peer's.
+std::pair<const Address*, qvUtil::Error> knownAddress(Address*& kept, NativeSocket s, bool peer)
 {
     if (!kept) {
         if (s == invalidSocket)
             return {nullptr, qvUtil::Error(2, "No socket has been created")};
         std::uint32_t address = 0;
         int port = 0;
-        if (query(s, address, port) != 0)
+        if (socketName(s, peer, address, port) != 0)
             return {nullptr, qvUtil::Error(2, "Socket not connected")};
         kept = makeAddress(address, port);
     }
@@ -134,12 +126,12 @@ bool Socket::dataAvailable() const
 
 std::pair<const Address*, qvUtil::Error> Socket::localAddress()
 {
-    return internal::knownAddress(record->local, record->socket, internal::localName);
+    return internal::knownAddress(record->local, record->socket, false);
 }
 
 std::pair<const Address*, qvUtil::Error> Socket::remoteAddress()
 {
-    return internal::knownAddress(record->remote, record->socket, internal::peerName);
+    return internal::knownAddress(record->remote, record->socket, true);
 }
 
 qvUtil::Error Socket::finish(const qvUtil::Error& error) const
@@ -227,8 +219,8 @@ std::pair<FILE*, qvUtil::Error> Socket::getCStream()
         return {record->stream, qvUtil::Error(2, "socket is not connected")};
     int descriptor = internal::openCDescriptor(record->socket);
     if (descriptor < 0)
-        return {nullptr, qvUtil::Error(1, "_open_osfhandle() failed for  socket: %s",
-                                       internal::errorText(internal::lastSystemError()).c_str())};
+        return {nullptr, socketError(1, internal::lastSystemError(),
+                                     "_open_osfhandle() failed for  socket: %s")};
     record->descriptor = descriptor;
     record->stream = internal::openCStream(descriptor);
     if (!record->stream)
@@ -342,10 +334,9 @@ qvUtil::Error ClientSocket::connect()
         internal::setNoDelay(s); // a speed-up only: the connection works without it
         if (internal::connectTo(s, internal::parseDotted(dotted.first.asChar()),
                                 record->remote->getPort()) != 0) {
-            int text = internal::lastError();
-            int runtime = internal::runtimeErrno();
-            error = qvUtil::Error(runtime == 10051 || runtime == 10061 ? 4 : 2, "connect() failed: %s",
-                                  internal::errorText(text).c_str());
+            int failure = internal::lastError();
+            bool refused = internal::classify(failure) == internal::Failure::refusedOrUnreachable;
+            error = socketError(refused ? 4 : 2, failure, "connect() failed: %s");
         }
     }
     if (error) {

@@ -4,13 +4,29 @@
 
 namespace qvThread {
 
-Condition::Condition() : record(internal::createCondition()) {}
+namespace {
+
+internal::ConditionRecord* newCondition()
+{
+    int error = 0;
+    internal::ConditionPart failed = internal::ConditionPart::event;
+    internal::ConditionRecord* record = internal::createCondition(error, failed);
+    if (!record)
+        throw qvUtil::Error(1, "Cannot initialize condition: Unable to create                     %s: %s",
+                            failed == internal::ConditionPart::semaphore ? "semaphore"
+                                                                         : "an generic NT synchro event",
+                            qvUtil::internal::systemErrorText(error).c_str());
+    return record;
+}
+
+} // namespace
+
+Condition::Condition() : record(newCondition()) {}
 
 Condition::~Condition() noexcept(false)
 {
-    qvUtil::Error err = internal::destroyCondition(record);
-    if (err)
-        throw err;
+    if (int error = internal::destroyCondition(record))
+        throw internal::systemError(error);
 }
 
 Mutex& Condition::getMutex()
@@ -20,7 +36,12 @@ Mutex& Condition::getMutex()
 
 void Condition::wait(qvUtil::Interval timeout)
 {
-    internal::waitCondition(record, timeout);
+    // A zero interval waits without end; any other is counted in whole milliseconds, the
+    // microseconds truncated, on every platform.
+    long long milliseconds = -1;
+    if (!timeout.isZero())
+        milliseconds = static_cast<long long>(timeout.seconds()) * 1000 + timeout.microseconds() / 1000;
+    internal::waitCondition(record, milliseconds);
 }
 
 void Condition::signal()

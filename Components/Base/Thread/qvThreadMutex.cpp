@@ -4,15 +4,36 @@
 
 namespace qvThread {
 
-Mutex::Mutex() : cell(internal::createMutex()) {}
+namespace {
+
+internal::MutexHandle* newMutex()
+{
+    int error = 0;
+    internal::MutexHandle* cell = internal::createMutex(error);
+    if (!cell)
+        throw internal::systemError(error);
+    return cell;
+}
+
+internal::SemaphoreHandle* newSemaphore(unsigned int initial, unsigned int maxValue)
+{
+    int error = 0;
+    internal::SemaphoreHandle* cell = internal::createSemaphore(initial, maxValue, error);
+    if (!cell)
+        throw internal::systemError(error);
+    return cell;
+}
+
+} // namespace
+
+Mutex::Mutex() : cell(newMutex()) {}
 
 Mutex::~Mutex()
 {
     internal::destroyMutex(cell);
 }
 
-// Mutex::lock and unlock live in the platform files: they are the hot path of every lock, and
-// calling the system directly there saves a call.
+// Mutex::lock and unlock live in the platform files: they are the hot path of every lock.
 
 MutexOp::MutexOp(Mutex& m, bool unlockAtEnd)
     : mutex(m), locked(false), unlockOnDestruction(unlockAtEnd)
@@ -26,15 +47,14 @@ MutexOp::~MutexOp()
 }
 
 Semaphore::Semaphore(unsigned int initial)
-    : cell(internal::createSemaphore(initial, maxValue()))
+    : cell(newSemaphore(initial, maxValue()))
 {
 }
 
 Semaphore::~Semaphore() noexcept(false)
 {
-    qvUtil::Error err = internal::destroySemaphore(cell);
-    if (err)
-        throw err;
+    if (int error = internal::destroySemaphore(cell))
+        throw internal::systemError(error);
 }
 
 void Semaphore::wait()

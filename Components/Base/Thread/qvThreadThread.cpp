@@ -2,6 +2,8 @@
 
 #include "internal/qvThreadPlatform.h"
 
+#include <cstring>
+
 namespace qvThread {
 
 // Shared by every copy of one Thread.
@@ -90,32 +92,33 @@ qvRTB::SignalVoid& Thread::getSignal()
 
 qvUtil::Error Thread::start()
 {
-    qvUtil::Error result;
     auto* start = new StartRecord{record->function, record->argument, record->signal};
     record->signal = nullptr;
     internal::ThreadHandle* handle = nullptr;
-    result = internal::startThread(start, &handle);
-    if (result) {
+    if (int error = internal::startThread(start, &handle)) {
         delete start->signal;
         delete start;
-        return result;
+        return qvUtil::Error(1, "_beginthread() failed: %s", std::strerror(error));
     }
     // A second start replaces the kept handle; the first thread goes on detached.
     if (record->running)
         internal::detachThread(record->handle);
     record->running = true;
     record->handle = handle;
-    return result;
+    return qvUtil::Error();
 }
 
 qvUtil::Error Thread::wait()
 {
     if (!record->running)
         return qvUtil::Error(2, "cannot wait for a stopped thread");
-    qvUtil::Error result = internal::joinThread(record->handle);
+    int error = internal::joinThread(record->handle);
     record->running = false;
     record->handle = nullptr;
-    return result;
+    if (error)
+        return qvUtil::Error(1, "WaitForSingleObject() failed: %s\n",
+                             qvUtil::internal::systemErrorText(error).c_str());
+    return qvUtil::Error();
 }
 
 } // namespace qvThread

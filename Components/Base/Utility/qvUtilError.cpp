@@ -96,4 +96,19 @@ void Error::setMsg(const char* format, va_list args)
     std::free(scratch);
 }
 
+namespace internal {
+
+std::string systemErrorText(int errorNumber)
+{
+    std::string text = platformErrorText(errorNumber);
+    if (text.empty()) {
+        char fallback[64];
+        QL_snprintf(fallback, sizeof fallback, "An unknown WIN32 error occured: %d", errorNumber);
+        text = fallback;
+    }
+    return text;
+}
+
+} // namespace internal
+
 } // namespace qvUtil

@@ -37,8 +37,8 @@ bool isDirectory(const std::string& name);
 // the platform could not answer for another reason.
 bool queryStatus(const std::string& name, FileStatus& status);
 
-// Entry names of a directory, without "." and "..". Returns 0 on success (an empty or missing
-// directory included when missingIsEmpty) or the system's error number.
+// Entry names of a directory, without "." and "..". Returns 0 on success (an empty directory
+// included) or the system's error number (a missing directory included).
 int listDirectory(const std::string& dir, std::vector<std::string>& names);
 
 // Copies a whole file. Returns 0 or the system's error number; failIfExists refuses an existing

@@ -73,29 +73,64 @@ bool isDirectory(const std::string& name)
     return ::stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
+namespace {
+
+bool isMissing(int error)
+{
+    return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG;
+}
+
+} // namespace
+
 bool queryStatus(const std::string& name, FileStatus& status)
 {
-    struct stat info;
-    if (::stat(name.c_str(), &info) != 0)
-        return errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
+    mode_t mode = 0;
+    long long size = 0;
+    long created = 0;
+    long modified = 0;
+    bool known = false;
+#if defined(STATX_BTIME)
+    // statx() gives the creation (birth) time too, where the file system keeps one, as Windows
+    // reports it; elsewhere the status-change time is the nearest there is.
+    struct statx extended;
+    if (::statx(AT_FDCWD, name.c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &extended) == 0) {
+        known = true;
+        mode = extended.stx_mode;
+        size = static_cast<long long>(extended.stx_size);
+        created = static_cast<long>((extended.stx_mask & STATX_BTIME) ? extended.stx_btime.tv_sec
+                                                                       : extended.stx_ctime.tv_sec);
+        modified = static_cast<long>(extended.stx_mtime.tv_sec);
+    } else if (errno != ENOSYS && errno != EPERM) {
+        return isMissing(errno);
+    }
+#endif
+    if (!known) {
+        struct stat info;
+        if (::stat(name.c_str(), &info) != 0)
+            return isMissing(errno);
+        mode = info.st_mode;
+        size = static_cast<long long>(info.st_size);
+        created = static_cast<long>(info.st_ctime);
+        modified = static_cast<long>(info.st_mtime);
+    }
     status.setExists(true);
     status.setIsReadable(::access(name.c_str(), R_OK) == 0);
     status.setIsWritable(::access(name.c_str(), W_OK) == 0);
-    status.setIsDirectory(S_ISDIR(info.st_mode));
-    status.setIsFile(S_ISREG(info.st_mode));
+    status.setIsDirectory(S_ISDIR(mode));
+    status.setIsFile(S_ISREG(mode));
     status.setIsRemote(false);
-    status.setSize(static_cast<unsigned int>(info.st_size));
-    // POSIX keeps no creation time; the status-change time is the nearest it has.
-    status.setCreationDate(static_cast<long>(info.st_ctime));
-    status.setLastModification(static_cast<long>(info.st_mtime));
+    status.setSize(static_cast<unsigned int>(size));
+    status.setCreationDate(created);
+    status.setLastModification(modified);
     return true;
 }
 
 int listDirectory(const std::string& dir, std::vector<std::string>& names)
 {
+    // A missing directory is a failure, as FindFirstFileA's "path not found" is on Windows.
     DIR* stream = ::opendir(dir.c_str());
     if (!stream)
-        return errno == ENOENT ? 0 : errno;
+        return errno;
     errno = 0;
     while (const dirent* entry = ::readdir(stream)) {
         const std::string name = entry->d_name;

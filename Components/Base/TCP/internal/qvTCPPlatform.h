@@ -3,7 +3,8 @@
 
 // Operating-system side of the TCP subsystem: Windows Sockets on Windows, BSD sockets elsewhere;
 // posix/ and win32/ each implement it. Error numbers are the platform's own (WSAGetLastError or
-// errno); the portable code only passes them to errorText() or asks the classifiers below.
+// errno): the portable code passes them to systemErrorText() for messages and to classify() for
+// codes, so both platforms report the same failure with the same code.
 
 #include "qvUtilInterval.h"
 
@@ -23,29 +24,29 @@ constexpr std::uint32_t noAddress = 0xFFFFFFFFu;
 int startNetworking();
 // The error number of the last failed socket call on this thread.
 int lastError();
-// The system text for an error number of lastError().
-std::string errorText(int error);
 // The last error of the operating system's own calls (GetLastError or errno).
 int lastSystemError();
-// What a failed connect() or bind() leaves to be classified: the C runtime's errno on Windows,
-// which the socket calls do not set; on POSIX errno with refused, unreachable and in-use
-// translated to their Windows Sockets numbers (10061, 10051, 10048).
-int runtimeErrno();
 
-// A host look-up: the official name and the first IPv4 address in dotted form.
+// The failures that carry a code of their own.
+enum class Failure { other, refusedOrUnreachable, addressInUse };
+Failure classify(int error);
+
+// A host look-up: the official name and the first IPv4 address.
 struct HostEntry {
     bool found = false;
     bool notFound = false; // the host is unknown (as opposed to any other failure)
     std::string message;   // the system text when not found
     std::string name;
-    std::string dotted;
+    std::uint32_t address = 0; // network order
 };
 HostEntry lookUpName(const char* name);
-HostEntry lookUpAddress(const char* dotted);
+HostEntry lookUpAddress(std::uint32_t networkAddress);
 // inet_addr: the address in network order, or noAddress.
 std::uint32_t parseDotted(const char* text);
+// The dotted form of an address in network order (portable: qvTCPAddress.cpp).
 std::string formatDotted(std::uint32_t networkAddress);
-std::string hostName();
+// gethostname into the buffer; 0 on success.
+int hostName(char* buffer, unsigned int size);
 
 // Each returns 0 on success and -1 on failure (see lastError()), unless said otherwise.
 NativeSocket createStreamSocket();
@@ -66,8 +67,8 @@ long sendSome(NativeSocket s, const void* buffer, unsigned int size);
 // how: 0 receiving, 1 sending, 2 both. Returns what the system returned.
 int shutdownSocket(NativeSocket s, int how);
 int closeSocket(NativeSocket s);
-int localName(NativeSocket s, std::uint32_t& networkAddress, int& port);
-int peerName(NativeSocket s, std::uint32_t& networkAddress, int& port);
+// The socket's own address (peer false) or its peer's; 0 on success.
+int socketName(NativeSocket s, bool peer, std::uint32_t& networkAddress, int& port);
 
 // A C descriptor for the socket, -1 on failure (Windows: the handle itself; POSIX: a duplicate).
 int openCDescriptor(NativeSocket s);

@@ -4,6 +4,8 @@
 #include "qvTCPSocket.h"
 #include "qvTCPPlatform.h"
 
+#include "internal/qvUtilPlatform.h"
+
 #include <cstdio>
 
 namespace qvTCP {
@@ -28,6 +30,17 @@ namespace internal {
 // Lingers 2 seconds on close, so queued bytes still reach the peer.
 constexpr int lingerSeconds = 2;
 
+// An Error with the system text of a socket error number: format holds one %s for it.
+inline qvUtil::Error socketError(int code, int error, const char* format = "%s")
+{
+    return qvUtil::Error(code, format, qvUtil::internal::systemErrorText(error).c_str());
+}
+
+// The same for the last failed socket call.
+inline qvUtil::Error socketError(int code, const char* format = "%s")
+{
+    return socketError(code, lastError(), format);
+}
 
 } // namespace internal
 } // namespace qvTCP

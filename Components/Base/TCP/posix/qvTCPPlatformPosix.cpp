@@ -35,25 +35,24 @@ sockaddr_in ipv4(std::uint32_t networkAddress, int port)
     return address;
 }
 
-int readName(int result, const sockaddr_in& address, std::uint32_t& networkAddress, int& port)
-{
-    if (result != 0)
-        return -1;
-    networkAddress = address.sin_addr.s_addr;
-    port = ntohs(address.sin_port);
-    return 0;
-}
-
 HostEntry lookUpFailure(int code)
 {
     HostEntry entry;
-    entry.notFound = code == EAI_NONAME
-#ifdef EAI_NODATA
-        || code == EAI_NODATA
-#endif
-        ;
+    // Only an unknown name: a name without an address, like a failed resolver, is another failure.
+    entry.notFound = code == EAI_NONAME;
     entry.message = code == EAI_SYSTEM ? qvUtil::internal::systemErrorText(errno) : gai_strerror(code);
     return entry;
+}
+
+// A send to a closed peer fails instead of raising SIGPIPE, where the system offers a socket option.
+void noSigPipe(int s)
+{
+#ifdef SO_NOSIGPIPE
+    int on = 1;
+    setsockopt(s, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
+#else
+    (void)s;
+#endif
 }
 
 } // namespace
@@ -68,23 +67,18 @@ int lastError()
     return errno;
 }
 
-std::string errorText(int error)
-{
-    return qvUtil::internal::systemErrorText(error);
-}
-
 int lastSystemError()
 {
     return errno;
 }
 
-int runtimeErrno()
+Failure classify(int error)
 {
-    switch (errno) {
-    case ENETUNREACH: return 10051;
-    case ECONNREFUSED: return 10061;
-    case EADDRINUSE: return 10048;
-    default: return errno;
+    switch (error) {
+    case ECONNREFUSED:
+    case ENETUNREACH: return Failure::refusedOrUnreachable;
+    case EADDRINUSE: return Failure::addressInUse;
+    default: return Failure::other;
     }
 }
 
@@ -102,14 +96,14 @@ HostEntry lookUpName(const char* name)
     HostEntry entry;
     entry.found = true;
     entry.name = found->ai_canonname ? found->ai_canonname : name;
-    entry.dotted = formatDotted(reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr.s_addr);
+    entry.address = reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr.s_addr;
     freeaddrinfo(found);
     return entry;
 }
 
-HostEntry lookUpAddress(const char* dotted)
+HostEntry lookUpAddress(std::uint32_t networkAddress)
 {
-    sockaddr_in address = ipv4(parseDotted(dotted), 0);
+    sockaddr_in address = ipv4(networkAddress, 0);
     char host[NI_MAXHOST];
     int code = getnameinfo(reinterpret_cast<sockaddr*>(&address), sizeof address, host, sizeof host,
                            nullptr, 0, NI_NAMEREQD);
@@ -118,7 +112,7 @@ HostEntry lookUpAddress(const char* dotted)
     HostEntry entry;
     entry.found = true;
     entry.name = host;
-    entry.dotted = formatDotted(address.sin_addr.s_addr);
+    entry.address = networkAddress;
     return entry;
 }
 
@@ -127,21 +121,9 @@ std::uint32_t parseDotted(const char* text)
     return inet_addr(text);
 }
 
-std::string formatDotted(std::uint32_t networkAddress)
+int hostName(char* buffer, unsigned int size)
 {
-    in_addr address;
-    address.s_addr = networkAddress;
-    char text[INET_ADDRSTRLEN];
-    return inet_ntop(AF_INET, &address, text, sizeof text) ? text : "";
-}
-
-std::string hostName()
-{
-    char name[256];
-    if (gethostname(name, sizeof name) != 0)
-        return "";
-    name[sizeof name - 1] = '\0';
-    return name;
+    return gethostname(buffer, size);
 }
 
 NativeSocket createStreamSocket()
@@ -149,10 +131,7 @@ NativeSocket createStreamSocket()
     int s = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (s < 0)
         return invalidSocket;
-#ifdef SO_NOSIGPIPE
-    int on = 1;
-    setsockopt(s, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
-#endif
+    noSigPipe(s);
     return static_cast<NativeSocket>(s);
 }
 
@@ -179,11 +158,29 @@ int allowAddressReuse(NativeSocket s)
 int connectTo(NativeSocket s, std::uint32_t networkAddress, int port)
 {
     sockaddr_in address = ipv4(networkAddress, port);
-    int result;
+    if (connect(fd(s), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
+        return 0;
+    if (errno != EINTR)
+        return -1;
+    // Interrupted: the connection goes on by itself (calling connect() again would fail with
+    // EALREADY), so wait until it is made or refused and take its outcome.
+    pollfd watched;
+    watched.fd = fd(s);
+    watched.events = POLLOUT;
+    watched.revents = 0;
+    int ready;
     do
-        result = connect(fd(s), reinterpret_cast<sockaddr*>(&address), sizeof address);
-    while (result != 0 && errno == EINTR);
-    return result == 0 ? 0 : -1;
+        ready = poll(&watched, 1, -1);
+    while (ready < 0 && errno == EINTR);
+    int failure = 0;
+    socklen_t length = sizeof failure;
+    if (ready < 0 || getsockopt(fd(s), SOL_SOCKET, SO_ERROR, &failure, &length) != 0)
+        return -1;
+    if (failure != 0) {
+        errno = failure;
+        return -1;
+    }
+    return 0;
 }
 
 int bindAny(NativeSocket s, int port)
@@ -205,15 +202,17 @@ NativeSocket acceptOn(NativeSocket s)
     while (accepted < 0 && errno == EINTR);
     if (accepted < 0)
         return invalidSocket;
-#ifdef SO_NOSIGPIPE
-    int on = 1;
-    setsockopt(accepted, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
-#endif
+    noSigPipe(accepted);
     return static_cast<NativeSocket>(accepted);
 }
 
 int waitReadable(NativeSocket s, const qvUtil::Interval* timeout)
 {
+    // poll() would skip a negative descriptor and wait on nothing; select() refuses a non-socket.
+    if (s == invalidSocket) {
+        errno = EBADF;
+        return -1;
+    }
     // poll() rather than select(): no limit on the descriptor's number.
     pollfd watched;
     watched.fd = fd(s);
@@ -277,20 +276,16 @@ int closeSocket(NativeSocket s)
     return close(fd(s)) == 0 ? 0 : -1;
 }
 
-int localName(NativeSocket s, std::uint32_t& networkAddress, int& port)
+int socketName(NativeSocket s, bool peer, std::uint32_t& networkAddress, int& port)
 {
     sockaddr_in address;
     socklen_t length = sizeof address;
-    return readName(getsockname(fd(s), reinterpret_cast<sockaddr*>(&address), &length), address,
-                    networkAddress, port);
-}
-
-int peerName(NativeSocket s, std::uint32_t& networkAddress, int& port)
-{
-    sockaddr_in address;
-    socklen_t length = sizeof address;
-    return readName(getpeername(fd(s), reinterpret_cast<sockaddr*>(&address), &length), address,
-                    networkAddress, port);
+    sockaddr* name = reinterpret_cast<sockaddr*>(&address);
+    if ((peer ? getpeername(fd(s), name, &length) : getsockname(fd(s), name, &length)) != 0)
+        return -1;
+    networkAddress = address.sin_addr.s_addr;
+    port = ntohs(address.sin_port);
+    return 0;
 }
 
 int openCDescriptor(NativeSocket s)

@@ -5,7 +5,6 @@
 #include <winsock2.h>
 #include <windows.h>
 
-#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <io.h>
@@ -30,15 +29,6 @@ sockaddr_in ipv4(std::uint32_t networkAddress, int port)
     return address;
 }
 
-int readName(int result, const sockaddr_in& address, std::uint32_t& networkAddress, int& port)
-{
-    if (result != 0)
-        return -1;
-    networkAddress = address.sin_addr.s_addr;
-    port = ntohs(address.sin_port);
-    return 0;
-}
-
 // The resolver's entry is overwritten by the next call: copied out at once.
 HostEntry copyEntry(const hostent* host)
 {
@@ -46,16 +36,13 @@ HostEntry copyEntry(const hostent* host)
     if (!host) {
         int error = WSAGetLastError();
         entry.notFound = error == WSAHOST_NOT_FOUND;
-        entry.message = errorText(error);
+        entry.message = qvUtil::internal::systemErrorText(error);
         return entry;
     }
     entry.found = true;
     entry.name = host->h_name ? host->h_name : "";
-    if (host->h_addr_list && host->h_addr_list[0]) {
-        in_addr first;
-        std::memcpy(&first, host->h_addr_list[0], sizeof first);
-        entry.dotted = inet_ntoa(first);
-    }
+    if (host->h_addr_list && host->h_addr_list[0])
+        std::memcpy(&entry.address, host->h_addr_list[0], sizeof entry.address);
     return entry;
 }
 
@@ -72,21 +59,19 @@ int lastError()
     return WSAGetLastError();
 }
 
-std::string errorText(int error)
-{
-    return qvUtil::internal::systemErrorText(error);
-}
-
 int lastSystemError()
 {
     return static_cast<int>(GetLastError());
 }
 
-int runtimeErrno()
+Failure classify(int error)
 {
-    // Kept: the C runtime's errno is what callers' codes have always been derived from, even
-    // though the socket calls report through WSAGetLastError.
-    return errno;
+    switch (error) {
+    case WSAECONNREFUSED:
+    case WSAENETUNREACH: return Failure::refusedOrUnreachable;
+    case WSAEADDRINUSE: return Failure::addressInUse;
+    default: return Failure::other;
+    }
 }
 
 HostEntry lookUpName(const char* name)
@@ -94,10 +79,9 @@ HostEntry lookUpName(const char* name)
     return copyEntry(gethostbyname(name));
 }
 
-HostEntry lookUpAddress(const char* dotted)
+HostEntry lookUpAddress(std::uint32_t networkAddress)
 {
-    unsigned long address = inet_addr(dotted);
-    return copyEntry(gethostbyaddr(reinterpret_cast<const char*>(&address), 4, AF_INET));
+    return copyEntry(gethostbyaddr(reinterpret_cast<const char*>(&networkAddress), 4, AF_INET));
 }
 
 std::uint32_t parseDotted(const char* text)
@@ -105,21 +89,9 @@ std::uint32_t parseDotted(const char* text)
     return inet_addr(text);
 }
 
-std::string formatDotted(std::uint32_t networkAddress)
+int hostName(char* buffer, unsigned int size)
 {
-    in_addr address;
-    address.s_addr = networkAddress;
-    const char* text = inet_ntoa(address);
-    return text ? text : "";
-}
-
-std::string hostName()
-{
-    char name[256];
-    if (gethostname(name, sizeof name) != 0)
-        return "";
-    name[sizeof name - 1] = '\0';
-    return name;
+    return gethostname(buffer, static_cast<int>(size));
 }
 
 NativeSocket createStreamSocket()
@@ -210,20 +182,16 @@ int closeSocket(NativeSocket s)
     return closesocket(handle(s)) == 0 ? 0 : -1;
 }
 
-int localName(NativeSocket s, std::uint32_t& networkAddress, int& port)
+int socketName(NativeSocket s, bool peer, std::uint32_t& networkAddress, int& port)
 {
     sockaddr_in address;
     int length = sizeof address;
-    return readName(getsockname(handle(s), reinterpret_cast<sockaddr*>(&address), &length), address,
-                    networkAddress, port);
-}
-
-int peerName(NativeSocket s, std::uint32_t& networkAddress, int& port)
-{
-    sockaddr_in address;
-    int length = sizeof address;
-    return readName(getpeername(handle(s), reinterpret_cast<sockaddr*>(&address), &length), address,
-                    networkAddress, port);
+    sockaddr* name = reinterpret_cast<sockaddr*>(&address);
+    if ((peer ? getpeername(handle(s), name, &length) : getsockname(handle(s), name, &length)) != 0)
+        return -1;
+    networkAddress = address.sin_addr.s_addr;
+    port = ntohs(address.sin_port);
+    return 0;
 }
 
 int openCDescriptor(NativeSocket s)

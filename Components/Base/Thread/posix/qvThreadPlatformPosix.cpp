@@ -1,7 +1,5 @@
 #include "../internal/qvThreadPlatform.h"
 
-#include "../../Utility/internal/qvUtilPlatform.h"
-
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -12,20 +10,11 @@
 namespace qvThread {
 namespace internal {
 
-namespace {
-
-[[noreturn]] void throwSystemError(int number)
-{
-    throw qvUtil::Error(1, "%s", qvUtil::internal::systemErrorText(number).c_str());
-}
-
-} // namespace
-
 struct MutexHandle {
     pthread_mutex_t mutex;
 };
 
-MutexHandle* createMutex()
+MutexHandle* createMutex(int& error)
 {
     auto* cell = new MutexHandle;
     pthread_mutexattr_t attributes;
@@ -35,7 +24,8 @@ MutexHandle* createMutex()
     pthread_mutexattr_destroy(&attributes);
     if (rc != 0) {
         delete cell;
-        throwSystemError(rc);
+        error = rc;
+        return nullptr;
     }
     return cell;
 }
@@ -46,21 +36,11 @@ void destroyMutex(MutexHandle* cell)
     delete cell;
 }
 
-void lockMutex(MutexHandle* cell)
-{
-    pthread_mutex_lock(&cell->mutex);
-}
-
-void unlockMutex(MutexHandle* cell)
-{
-    pthread_mutex_unlock(&cell->mutex);
-}
-
 struct SemaphoreHandle {
     sem_t semaphore;
 };
 
-SemaphoreHandle* createSemaphore(unsigned int initial, unsigned int maxValue)
+SemaphoreHandle* createSemaphore(unsigned int initial, unsigned int maxValue, int& error)
 {
     auto* cell = new SemaphoreHandle;
     int rc = initial > maxValue ? EINVAL : 0;
@@ -68,16 +48,15 @@ SemaphoreHandle* createSemaphore(unsigned int initial, unsigned int maxValue)
         rc = errno;
     if (rc != 0) {
         delete cell;
-        throwSystemError(rc);
+        error = rc;
+        return nullptr;
     }
     return cell;
 }
 
-qvUtil::Error destroySemaphore(SemaphoreHandle* cell)
+int destroySemaphore(SemaphoreHandle* cell)
 {
-    qvUtil::Error result;
-    if (sem_destroy(&cell->semaphore) != 0)
-        result = qvUtil::Error(1, "%s", qvUtil::internal::systemErrorText(errno).c_str());
+    int result = sem_destroy(&cell->semaphore) != 0 ? errno : 0;
     delete cell;
     return result;
 }
@@ -140,32 +119,27 @@ struct ConditionRecord {
     }
 };
 
-ConditionRecord* createCondition()
+ConditionRecord* createCondition(int& error, ConditionPart& failed)
 {
     auto* record = new ConditionRecord;
     pthread_mutex_init(&record->waitersLock, nullptr);
     pthread_mutex_init(&record->signalLock, nullptr);
-    // The waiters' semaphores are made in wait(); the variable made here stands in for the
-    // event, and its failure carries the event's message.
+    // The waiters' semaphores are made in wait(); the variable made here stands in for the event.
     int rc = pthread_cond_init(&record->waitersDone, nullptr);
     if (rc != 0) {
         pthread_mutex_destroy(&record->waitersLock);
         pthread_mutex_destroy(&record->signalLock);
         delete record;
-        throw qvUtil::Error(1,
-                            "Cannot initialize condition: Unable to create                     "
-                            "an generic NT synchro event: %s",
-                            qvUtil::internal::systemErrorText(rc).c_str());
+        error = rc;
+        failed = ConditionPart::event;
+        return nullptr;
     }
     return record;
 }
 
-qvUtil::Error destroyCondition(ConditionRecord* record)
+int destroyCondition(ConditionRecord* record)
 {
-    qvUtil::Error result;
-    int rc = pthread_cond_destroy(&record->waitersDone);
-    if (rc != 0)
-        result = qvUtil::Error(1, "%s", qvUtil::internal::systemErrorText(rc).c_str());
+    int result = pthread_cond_destroy(&record->waitersDone);
     pthread_mutex_destroy(&record->waitersLock);
     pthread_mutex_destroy(&record->signalLock);
     delete record;
@@ -179,12 +153,12 @@ Mutex& conditionMutex(ConditionRecord* record)
 
 namespace {
 
-timespec deadlineAfter(const qvUtil::Interval& timeout)
+timespec deadlineAfter(long long milliseconds)
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
-    long long seconds = now.tv_sec + static_cast<long long>(timeout.seconds());
-    long long nanos = now.tv_nsec + static_cast<long long>(timeout.microseconds()) * 1000;
+    long long seconds = now.tv_sec + milliseconds / 1000;
+    long long nanos = now.tv_nsec + (milliseconds % 1000) * 1000000;
     seconds += nanos / 1000000000;
     nanos %= 1000000000;
     timespec deadline;
@@ -208,11 +182,11 @@ bool waitForPost(sem_t* semaphore, const timespec* deadline)
 
 } // namespace
 
-void waitCondition(ConditionRecord* record, const qvUtil::Interval& timeout)
+void waitCondition(ConditionRecord* record, long long milliseconds)
 {
-    const bool forever = timeout.seconds() == 0 && timeout.microseconds() == 0;
-    const timespec deadline = forever ? timespec() : deadlineAfter(timeout);
-    MutexHandle* mutex = MutexAccess::handle(record->mutex);
+    const bool forever = milliseconds < 0;
+    const timespec deadline = forever ? timespec() : deadlineAfter(milliseconds);
+    pthread_mutex_t* mutex = &MutexAccess::handle(record->mutex)->mutex;
     Waiter self;
     sem_init(&self.wake, 0, 0);
 
@@ -221,7 +195,7 @@ void waitCondition(ConditionRecord* record, const qvUtil::Interval& timeout)
     record->append(&self);
     // Released while this waiter is queued under the waiters lock: a signal cannot come between
     // the release and the wait unnoticed.
-    unlockMutex(mutex);
+    pthread_mutex_unlock(mutex);
     pthread_mutex_unlock(&record->waitersLock);
 
     bool posted = waitForPost(&self.wake, forever ? nullptr : &deadline);
@@ -238,7 +212,7 @@ void waitCondition(ConditionRecord* record, const qvUtil::Interval& timeout)
     if (self.woken && !posted)
         waitForPost(&self.wake, nullptr); // woken as the time ran out: the post is on its way
     sem_destroy(&self.wake);
-    lockMutex(mutex);
+    pthread_mutex_lock(mutex);
 }
 
 void signalCondition(ConditionRecord* record)
@@ -300,29 +274,25 @@ void* threadMain(void* start)
 
 } // namespace
 
-qvUtil::Error startThread(void* startRecord, ThreadHandle** handle)
+int startThread(void* startRecord, ThreadHandle** handle)
 {
     auto* cell = new ThreadHandle;
     int rc = pthread_create(&cell->thread, nullptr, &threadMain, startRecord);
     if (rc != 0) {
         delete cell;
-        return qvUtil::Error(1, "_beginthread() failed: %s", std::strerror(rc));
+        return rc;
     }
     *handle = cell;
-    return qvUtil::Error();
+    return 0;
 }
 
-qvUtil::Error joinThread(ThreadHandle* cell)
+int joinThread(ThreadHandle* cell)
 {
-    qvUtil::Error result;
     int rc = pthread_join(cell->thread, nullptr);
-    if (rc != 0) {
-        result = qvUtil::Error(1, "WaitForSingleObject() failed: %s\n",
-                               qvUtil::internal::systemErrorText(rc).c_str());
+    if (rc != 0)
         pthread_detach(cell->thread);
-    }
     delete cell;
-    return result;
+    return rc;
 }
 
 void detachThread(ThreadHandle* cell)
@@ -335,12 +305,12 @@ void detachThread(ThreadHandle* cell)
 
 void Mutex::lock()
 {
-    internal::lockMutex(cell);
+    pthread_mutex_lock(&cell->mutex);
 }
 
 void Mutex::unlock()
 {
-    internal::unlockMutex(cell);
+    pthread_mutex_unlock(&cell->mutex);
 }
 
 } // namespace qvThread

@@ -1,9 +1,6 @@
 #include "../internal/qvThreadPlatform.h"
 
-#include "../../Utility/internal/qvUtilPlatform.h"
-
 #include <cerrno>
-#include <cstring>
 #include <process.h>
 #include <windows.h>
 
@@ -12,14 +9,9 @@ namespace internal {
 
 namespace {
 
-std::string lastErrorText()
+int lastError()
 {
-    return qvUtil::internal::systemErrorText(static_cast<int>(GetLastError()));
-}
-
-[[noreturn]] void throwLastError()
-{
-    throw qvUtil::Error(1, "%s", lastErrorText().c_str());
+    return static_cast<int>(GetLastError());
 }
 
 } // namespace
@@ -28,11 +20,13 @@ struct MutexHandle {
     HANDLE handle;
 };
 
-MutexHandle* createMutex()
+MutexHandle* createMutex(int& error)
 {
     HANDLE handle = CreateMutexA(nullptr, FALSE, nullptr);
-    if (!handle)
-        throwLastError();
+    if (!handle) {
+        error = lastError();
+        return nullptr;
+    }
     return new MutexHandle{handle};
 }
 
@@ -42,34 +36,24 @@ void destroyMutex(MutexHandle* cell)
     delete cell;
 }
 
-void lockMutex(MutexHandle* cell)
-{
-    WaitForSingleObject(cell->handle, INFINITE);
-}
-
-void unlockMutex(MutexHandle* cell)
-{
-    ReleaseMutex(cell->handle);
-}
-
 struct SemaphoreHandle {
     HANDLE handle;
 };
 
-SemaphoreHandle* createSemaphore(unsigned int initial, unsigned int maxValue)
+SemaphoreHandle* createSemaphore(unsigned int initial, unsigned int maxValue, int& error)
 {
     HANDLE handle = CreateSemaphoreA(nullptr, static_cast<LONG>(initial),
                                      static_cast<LONG>(maxValue), nullptr);
-    if (!handle)
-        throwLastError();
+    if (!handle) {
+        error = lastError();
+        return nullptr;
+    }
     return new SemaphoreHandle{handle};
 }
 
-qvUtil::Error destroySemaphore(SemaphoreHandle* cell)
+int destroySemaphore(SemaphoreHandle* cell)
 {
-    qvUtil::Error result;
-    if (!CloseHandle(cell->handle))
-        result = qvUtil::Error(1, "%s", lastErrorText().c_str());
+    int result = CloseHandle(cell->handle) ? 0 : lastError();
     delete cell;
     return result;
 }
@@ -99,40 +83,36 @@ struct ConditionRecord {
     Mutex mutex;
 };
 
-ConditionRecord* createCondition()
+ConditionRecord* createCondition(int& error, ConditionPart& failed)
 {
     auto* record = new ConditionRecord;
     record->semaphore = CreateSemaphoreA(nullptr, 0, 0x7FFFFFFF, nullptr);
     if (!record->semaphore) {
-        std::string text = lastErrorText();
+        error = lastError();
+        failed = ConditionPart::semaphore;
         delete record;
-        throw qvUtil::Error(1,
-                            "Cannot initialize condition: Unable to create                     "
-                            "semaphore: %s",
-                            text.c_str());
+        return nullptr;
     }
     InitializeCriticalSection(&record->waitersLock);
     InitializeCriticalSection(&record->signalLock);
     record->waitersDone = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     if (!record->waitersDone) {
-        std::string text = lastErrorText();
+        error = lastError();
+        failed = ConditionPart::event;
         CloseHandle(record->semaphore);
         DeleteCriticalSection(&record->waitersLock);
         DeleteCriticalSection(&record->signalLock);
         delete record;
-        throw qvUtil::Error(1,
-                            "Cannot initialize condition: Unable to create                     "
-                            "an generic NT synchro event: %s",
-                            text.c_str());
+        return nullptr;
     }
     return record;
 }
 
-qvUtil::Error destroyCondition(ConditionRecord* record)
+int destroyCondition(ConditionRecord* record)
 {
-    qvUtil::Error result;
+    int result = 0;
     if (!CloseHandle(record->semaphore) || !CloseHandle(record->waitersDone))
-        result = qvUtil::Error(1, "%s", lastErrorText().c_str());
+        result = lastError();
     DeleteCriticalSection(&record->waitersLock);
     DeleteCriticalSection(&record->signalLock);
     delete record;
@@ -144,14 +124,11 @@ Mutex& conditionMutex(ConditionRecord* record)
     return record->mutex;
 }
 
-void waitCondition(ConditionRecord* record, const qvUtil::Interval& timeout)
+void waitCondition(ConditionRecord* record, long long timeout)
 {
     DWORD milliseconds = INFINITE;
-    if (timeout.seconds() != 0 || timeout.microseconds() != 0) {
-        unsigned long long ms = static_cast<unsigned long long>(timeout.seconds()) * 1000
-                                + static_cast<unsigned long long>(timeout.microseconds()) / 1000;
-        milliseconds = ms >= INFINITE ? INFINITE - 1 : static_cast<DWORD>(ms);
-    }
+    if (timeout >= 0)
+        milliseconds = timeout >= INFINITE ? INFINITE - 1 : static_cast<DWORD>(timeout);
     HANDLE mutex = MutexAccess::handle(record->mutex)->handle;
 
     EnterCriticalSection(&record->waitersLock);
@@ -213,21 +190,19 @@ unsigned __stdcall threadMain(void* start)
 
 } // namespace
 
-qvUtil::Error startThread(void* startRecord, ThreadHandle** handle)
+int startThread(void* startRecord, ThreadHandle** handle)
 {
     unsigned int threadId = 0;
     uintptr_t thread = _beginthreadex(nullptr, 0, &threadMain, startRecord, 0, &threadId);
     if (thread == 0)
-        return qvUtil::Error(1, "_beginthread() failed: %s", std::strerror(errno));
+        return errno;
     *handle = new ThreadHandle{reinterpret_cast<HANDLE>(thread)};
-    return qvUtil::Error();
+    return 0;
 }
 
-qvUtil::Error joinThread(ThreadHandle* cell)
+int joinThread(ThreadHandle* cell)
 {
-    qvUtil::Error result;
-    if (WaitForSingleObject(cell->handle, INFINITE) != WAIT_OBJECT_0)
-        result = qvUtil::Error(1, "WaitForSingleObject() failed: %s\n", lastErrorText().c_str());
+    int result = WaitForSingleObject(cell->handle, INFINITE) != WAIT_OBJECT_0 ? lastError() : 0;
     CloseHandle(cell->handle);
     delete cell;
     return result;
@@ -243,12 +218,12 @@ void detachThread(ThreadHandle* cell)
 
 void Mutex::lock()
 {
-    internal::lockMutex(cell);
+    WaitForSingleObject(cell->handle, INFINITE);
 }
 
 void Mutex::unlock()
 {
-    internal::unlockMutex(cell);
+    ReleaseMutex(cell->handle);
 }
 
 } // namespace qvThread

@@ -13,8 +13,11 @@ namespace internal {
 // (which on POSIX may exceed size - 1 when the text was cut, and on Windows is negative then).
 int platformVsnprintf(char* buffer, unsigned int size, const char* format, va_list args);
 
-// The system's text for an operating-system error number, without trailing line breaks;
-// "An unknown WIN32 error occured: <n>" when the system has none.
+// The system's own text for an operating-system error number (FormatMessageA on Windows, the C
+// library's table on POSIX), without trailing line breaks; empty when the system has none.
+std::string platformErrorText(int errorNumber);
+
+// platformErrorText, or "An unknown WIN32 error occured: <n>" when the system has none (portable).
 std::string systemErrorText(int errorNumber);
 
 } // namespace internal

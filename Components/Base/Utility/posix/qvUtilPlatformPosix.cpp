@@ -1,7 +1,5 @@
 #include "../internal/qvUtilPlatform.h"
 
-#include "qvUtilError.h"
-
 #include <cstdio>
 #include <cstring>
 
@@ -13,14 +11,15 @@ int platformVsnprintf(char* buffer, unsigned int size, const char* format, va_li
     return std::vsnprintf(buffer, size, format, args);
 }
 
-std::string systemErrorText(int errorNumber)
+std::string platformErrorText(int errorNumber)
 {
+#if defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 32)
+    // Null for a number the table lacks, where strerror() would make up "Unknown error <n>".
+    const char* text = strerrordesc_np(errorNumber);
+#else
     const char* text = std::strerror(errorNumber);
-    if (text && *text)
-        return text;
-    char fallback[64];
-    QL_snprintf(fallback, sizeof fallback, "An unknown WIN32 error occured: %d", errorNumber);
-    return fallback;
+#endif
+    return text ? text : "";
 }
 
 } // namespace internal

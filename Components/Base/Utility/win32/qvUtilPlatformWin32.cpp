@@ -1,7 +1,5 @@
 #include "../internal/qvUtilPlatform.h"
 
-#include "qvUtilError.h"
-
 #include <cstdio>
 #include <windows.h>
 
@@ -13,7 +11,7 @@ int platformVsnprintf(char* buffer, unsigned int size, const char* format, va_li
     return _vsnprintf(buffer, size, format, args);
 }
 
-std::string systemErrorText(int errorNumber)
+std::string platformErrorText(int errorNumber)
 {
     char* text = nullptr;
     DWORD length = FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM
@@ -28,11 +26,6 @@ std::string systemErrorText(int errorNumber)
     }
     if (text)
         LocalFree(text);
-    if (result.empty()) {
-        char fallback[64];
-        QL_snprintf(fallback, sizeof fallback, "An unknown WIN32 error occured: %d", errorNumber);
-        result = fallback;
-    }
     return result;
 }
 

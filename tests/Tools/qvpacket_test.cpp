@@ -162,7 +162,7 @@ TEST(QvPacket, DamageIsReportedWithItsOffset)
         size_t at = static_cast<size_t>(bytes.size() * c.where);
         if (c.filters.empty()) {
             // The Bool tag after a node's name and index: replaced by a byte that is no tag.
-            const std::string marker = c.method == ioWriteAsciiDebug ? " b1 c" : "b\x01c";
+            const std::string marker = c.method == ioWriteAsciiDebug ? " b1 c" : std::string("b\x01" "c");
             at = bytes.find(marker, at);
             ASSERT_NE(at, std::string::npos);
             at += c.method == ioWriteAsciiDebug ? 1 : 0;

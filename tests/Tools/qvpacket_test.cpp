@@ -1,6 +1,8 @@
 #include "qvpacketCommands.h"
 
+#include "../IO/ioMethodHelpers.h"
 #include "ioBufferedStream.h"
+#include "ioPacketFileDebug.h"
 #include "qvOSProcess.h"
 #include "qvTestScene.h"
 #include "qvTestSupport.h"
@@ -227,6 +229,26 @@ TEST(QvPacket, ConvertKeepsEveryObjectAndReference)
     EXPECT_EQ(plainBinary.status, 1);
     EXPECT_NE(plainBinary.err.find("debug"), std::string::npos) << plainBinary.err;
     EXPECT_EQ(qvTest::readFileBytes(refused), "");
+}
+
+TEST(QvPacket, BigEndianFilesDecodeToTheSameValues)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({200, 11, 6, 0});
+    std::string big = dir.file("big.qv"), converted = dir.file("converted.qv"), direct = dir.file("direct.qv");
+    ioBufferedStreamOutput stream;
+    stream.openFile(big.c_str());
+    ASSERT_EQ(qvTest::writeScene(scene, stream, [](ioBufferedStreamOutput& out) -> ioWriteContext* {
+        return new ioTest::SwappingWriter<ioWriteContextBinaryDebug>(out);
+    }), ioOk);
+    stream.close();
+    qvTest::writeFileBytes(big, ioTest::bigEndianFile(qvTest::readFileBytes(big)));
+
+    EXPECT_NE(tool({"info", big.c_str()}).out.find("big-endian"), std::string::npos);
+    ToolRun convert = tool({"convert", big.c_str(), converted.c_str(), "--method", "ascii-debug"});
+    ASSERT_EQ(convert.status, 0) << convert.err;
+    writeScene(scene, direct, ioWriteAsciiDebug, {});
+    EXPECT_EQ(qvTest::readFileBytes(converted), qvTest::readFileBytes(direct));
 }
 
 TEST(QvPacket, UsageErrorsAndHelp)

@@ -15,6 +15,9 @@ namespace {
 const char scalarTags[] = "bcChHiIlLfd";
 const char arrayTags[] = "B1234567890";
 constexpr int maxDepth = 64;
+// The binary decoder keeps one reading per byte of a body: bodies above this are refused.
+constexpr int maxBody = 8 << 20;
+constexpr int maxUnconfirmed = 1024;
 
 bool isUnsignedTag(char tag)
 {
@@ -254,6 +257,12 @@ public:
     DecodeResult run(std::vector<Item>& items)
     {
         DecodeResult result;
+        if (n > maxBody) {
+            result.ok = false;
+            result.what = "a body of " + std::to_string(n) + " bytes is too large to decode without its program";
+            return result;
+        }
+        countOddReals();
         if (region(0, n, items, 0))
             return result;
         result.ok = false;
@@ -261,7 +270,7 @@ public:
             result.what = "the array lengths cannot be determined (too many possible readings)";
             return result;
         }
-        result.at = stuckAt(0, n, result.what);
+        result.at = stuckAt(0, n, result.what, 0);
         return result;
     }
 
@@ -409,18 +418,8 @@ private:
             while (pos + 1 + 2 * most + 2 <= end && b[pos + 1 + 2 * most] == 'b')
                 ++most;
         }
-        // Real elements read from bytes that were never one (tags, integers) are mostly
-        // infinities, not-a-numbers, denormals or absurd magnitudes.
-        std::vector<int> implausible(static_cast<size_t>(most) + 1, 0);
         char element = elementTag(tag);
-        if (isRealTag(element)) {
-            double low = element == 'f' ? 1e-30 : 1e-100, high = element == 'f' ? 1e30 : 1e100;
-            for (int k = 0; k < most; ++k) {
-                double x = std::fabs(scalar(element, pos + 1 + k * step).d);
-                bool odd = !(x <= high) || (x != 0 && x < low);
-                implausible[static_cast<size_t>(k) + 1] = implausible[static_cast<size_t>(k)] + (odd ? 1 : 0);
-            }
-        }
+        const std::vector<int>* odd = element == 'f' ? &oddFloats : element == 'd' ? &oddDoubles : nullptr;
         auto consider = [&](int count) {
             int next = pos + 1 + count * step;
             const Score& rest = steps[static_cast<size_t>(next - base)].score;
@@ -430,7 +429,8 @@ private:
             score.arrays += hint >= 0 && count == hint ? 0 : 1;
             score.items += 1;
             score.mismatches += hint >= 0 && count != hint ? 1 : 0;
-            score.implausible += implausible[static_cast<size_t>(count)];
+            if (odd)
+                score.implausible += (*odd)[static_cast<size_t>(pos + 1)] - (*odd)[static_cast<size_t>(next)];
             if (score.better(best.score)) {
                 best.score = score;
                 best.next = next;
@@ -443,13 +443,37 @@ private:
             if (best.score.valid && best.score.mismatches == steps[static_cast<size_t>(best.next - base)].score.mismatches)
                 return; // the written length fits: no other reading is worth more
         }
-        budget -= most;
+        // Longer arrays without their length before them are taken only where they fill the
+        // rest of their region: the work per position stays bounded.
+        int longest = std::min(most, maxUnconfirmed);
+        budget -= longest + 1;
         if (budget < 0) {
             exhausted = true;
             return;
         }
-        for (int count = 0; count <= most; ++count)
+        for (int count = 0; count <= longest; ++count)
             consider(count);
+        if (most > longest)
+            consider(most);
+    }
+
+    // For each position, how many of the reals from there on, element by element, are no number a
+    // program would store: infinities, not-a-numbers, denormals, absurd magnitudes. Reals read
+    // from bytes that were never one (tags, integers) mostly are.
+    void countOddReals()
+    {
+        oddFloats.assign(static_cast<size_t>(n) + 9, 0);
+        oddDoubles.assign(static_cast<size_t>(n) + 9, 0);
+        for (int q = n - 1; q >= 0; --q) {
+            auto odd = [&](char tag, double low, double high) {
+                double x = std::fabs(scalar(tag, q).d);
+                return !(x <= high) || (x != 0 && x < low) ? 1 : 0;
+            };
+            if (q + 4 <= n)
+                oddFloats[static_cast<size_t>(q)] = odd('f', 1e-30, 1e30) + oddFloats[static_cast<size_t>(q) + 4];
+            if (q + 8 <= n)
+                oddDoubles[static_cast<size_t>(q)] = odd('d', 1e-100, 1e100) + oddDoubles[static_cast<size_t>(q) + 8];
+        }
     }
 
     bool region(int start, int end, std::vector<Item>& out, int depth, Score* total = nullptr)
@@ -523,7 +547,7 @@ private:
 
     // Where a reading from start gets stuck: the first byte that no item can start, taking
     // each array at the length written before it, else at the shortest length that fits.
-    int stuckAt(int start, int end, std::string& what)
+    int stuckAt(int start, int end, std::string& what, int depth)
     {
         int64_t hint = -1;
         for (int pos = start; pos < end;) {
@@ -551,8 +575,8 @@ private:
                     int32_t length = end - pos >= 6 ? static_cast<int32_t>(scalar('i', pos + 2).i) : 0;
                     if (tag == ',' && length == 0)
                         length = end - pos - 1;
-                    if (length >= 5 && length <= end - pos - 1)
-                        return stuckAt(pos + 6, pos + 1 + length, what);
+                    if (length >= 5 && length <= end - pos - 1 && depth < maxDepth)
+                        return stuckAt(pos + 6, pos + 1 + length, what, depth + 1);
                 }
                 what = std::string(ioDebugTagName(tag)) + " value does not fit its packet";
                 return pos;
@@ -569,6 +593,8 @@ private:
     bool swap;
     int64_t budget;
     bool exhausted;
+    std::vector<int> oddFloats;
+    std::vector<int> oddDoubles;
 };
 
 } // namespace

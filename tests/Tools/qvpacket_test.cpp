@@ -251,6 +251,33 @@ TEST(QvPacket, BigEndianFilesDecodeToTheSameValues)
     EXPECT_EQ(qvTest::readFileBytes(converted), qvTest::readFileBytes(direct));
 }
 
+TEST(QvPacket, RandomDamageNeverCrashes)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({40, 13, 5, 0});
+    std::string path = dir.file("fuzz.qv"), out = dir.file("out.qv");
+    unsigned seed = 99;
+    auto next = [&seed] { return seed = seed * 1103515245u + 12345u, seed >> 8; };
+    for (int method = 0; method < 4; ++method) {
+        writeScene(scene, path, static_cast<ioWriteMethod>(method), method == 3 ? Filters{"checksum"} : Filters{});
+        const std::string good = qvTest::readFileBytes(path);
+        for (int round = 0; round < 60; ++round) {
+            std::string bytes = good;
+            for (int flips = 1 + static_cast<int>(next() % 4); flips > 0; --flips)
+                bytes[next() % bytes.size()] = static_cast<char>(next());
+            if (round % 5 == 0)
+                bytes.resize(next() % bytes.size());
+            qvTest::writeFileBytes(path, bytes);
+            for (const char* command : {"verify", "dump", "info"}) {
+                int status = tool({command, path.c_str()}).status;
+                EXPECT_TRUE(status == 0 || status == 1) << command << " " << method << " " << round;
+            }
+            int status = tool({"convert", path.c_str(), out.c_str(), "--method", "binary-debug"}).status;
+            EXPECT_TRUE(status == 0 || status == 1);
+        }
+    }
+}
+
 TEST(QvPacket, UsageErrorsAndHelp)
 {
     EXPECT_EQ(tool({}).status, 2);

@@ -1,6 +1,7 @@
 #include "qvpacketDecode.h"
 
 #include "ioPacketFileDebug.h"
+#include "internal/ioNumberText.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -92,9 +93,12 @@ private:
         char* stop = nullptr;
         errno = 0;
         if (isRealTag(tag)) {
-            value.d = std::strtod(token.c_str(), &stop);
+            // The library's own conversion: exact on every platform, as the readers see it.
+            const char* p = token.c_str();
+            value.d = io::internal::parseDouble(p, p + token.size());
+            stop = const_cast<char*>(p);
             if (tag == 'f')
-                value.d = static_cast<float>(value.d);
+                value.d = io::internal::narrowToFloat(value.d);
         } else if (isUnsignedTag(tag)) {
             if (token[0] == '-')
                 return -1;

@@ -627,11 +627,13 @@ bool isRealTag(char tag)
 
 DecodeResult decodeAscii(const char* text, int size, bool debug, std::vector<Item>& items)
 {
+    items.clear();
     return AsciiDecoder(text, size, debug).run(items);
 }
 
 DecodeResult decodeBinary(const char* bytes, int size, bool swapped, std::vector<Item>& items)
 {
+    items.clear();
     return BinaryDecoder(bytes, size, swapped).run(items);
 }
 

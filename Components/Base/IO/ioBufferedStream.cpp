@@ -163,6 +163,28 @@ char ioBufferedStreamInput::refillAndReadChar()
     return top->dataArea[top->position++];
 }
 
+void ioBufferedStreamInput::fillArea()
+{
+    if (!top) {
+        setStatus(ioStreamIOError);
+        return;
+    }
+    if (top->position < top->count)
+        return;
+    top->fill();
+    promoteBufferStatus();
+}
+
+int ioBufferedStreamInput::sourceOffset() const
+{
+    const ioBuffer* bottom = top;
+    if (!bottom)
+        return 0;
+    while (bottom->next)
+        bottom = bottom->next;
+    return bottom->totalBytes - (bottom->count - bottom->position);
+}
+
 int ioBufferedStreamInput::readData(char* data, int size)
 {
     if (!top) {

@@ -103,6 +103,13 @@ public:
     const char* peekArea(int& available) const;
     // Consumes n bytes of the area given by peekArea().
     void consumeArea(int n) { top->position += n; }
+    // Refills the top buffer's area when it is empty, consuming nothing: peekArea() then shows
+    // the next bytes (none when the stream turned bad). Lets a reader look ahead, for instance
+    // at the start of a filtered section.
+    void fillArea();
+    // Offset in the underlying file (or connection) of the next byte that the bottom buffer
+    // will hand up: the bytes taken from it so far, less those still unread in its area.
+    int sourceOffset() const;
 
 private:
     char refillAndReadChar();

@@ -1,0 +1,312 @@
+#include "qvpacketCommands.h"
+
+#include "../IO/ioMethodHelpers.h"
+#include "ioBufferedStream.h"
+#include "ioPacketFileDebug.h"
+#include "qvOSProcess.h"
+#include "qvTestScene.h"
+#include "qvTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct ToolRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string contents(std::FILE* file)
+{
+    std::string text;
+    std::rewind(file);
+    char block[4096];
+    size_t n;
+    while ((n = std::fread(block, 1, sizeof block, file)) > 0)
+        text.append(block, n);
+    std::fclose(file);
+    return text;
+}
+
+ToolRun tool(std::vector<const char*> args)
+{
+    args.insert(args.begin(), "qvpacket");
+    std::FILE* out = std::tmpfile();
+    std::FILE* err = std::tmpfile();
+    ToolRun run;
+    run.status = qvPacket::run(static_cast<int>(args.size()), args.data(), out, err);
+    run.out = contents(out);
+    run.err = contents(err);
+    return run;
+}
+
+using Filters = std::vector<std::string>;
+
+// A scene file in method with the filters pushed after the registry, in the given order.
+void writeScene(const qvTest::Scene& scene, const std::string& path, ioWriteMethod method, const Filters& filters)
+{
+    ioBufferedStreamOutput stream;
+    stream.openFile(path.c_str());
+    auto push = [&](const std::string& filter, bool on) {
+        if (filter == "compress")
+            stream.compress(on);
+        else if (filter == "checksum")
+            stream.checksum(on);
+        else
+            stream.encrypt(on);
+    };
+    ASSERT_EQ(qvTest::writeScene(scene, stream, method, [&] {
+        for (const std::string& filter : filters)
+            push(filter, true);
+    }), ioOk);
+    for (auto filter = filters.rbegin(); filter != filters.rend(); ++filter)
+        push(*filter, false);
+    stream.close();
+    ASSERT_TRUE(stream.good());
+}
+
+// The offset that a report gives ("byte offset N").
+int reportedOffset(const std::string& err)
+{
+    size_t at = err.find("byte offset ");
+    return at == std::string::npos ? -1 : std::atoi(err.c_str() + at + 12);
+}
+
+const char* const methods[] = {"ascii", "binary", "ascii-debug", "binary-debug"};
+
+} // namespace
+
+TEST(QvPacket, ReadsEveryMethodWithEveryFilter)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({150, 4, 6, 0});
+    const Filters filterSets[] = {{}, {"compress"}, {"checksum"}, {"encrypt"}, {"checksum", "compress"}};
+    for (int method = 0; method < 4; ++method) {
+        for (const Filters& filters : filterSets) {
+            std::string path = dir.file("scene.qv");
+            writeScene(scene, path, static_cast<ioWriteMethod>(method), filters);
+            std::string label = std::string(methods[method]) + " + " + std::to_string(filters.size()) + " filters";
+
+            ToolRun verify = tool({"verify", path.c_str()});
+            EXPECT_EQ(verify.status, 0) << label << ": " << verify.err;
+
+            ToolRun info = tool({"info", path.c_str()});
+            EXPECT_EQ(info.status, 0) << label << ": " << info.err;
+            EXPECT_NE(info.out.find(std::string("(") + methods[method] + ")"), std::string::npos) << label;
+            std::string expected = "filters:     ";
+            for (size_t i = 0; i < filters.size(); ++i)
+                expected += (i ? ", " : "") + filters[i];
+            EXPECT_NE(info.out.find(filters.empty() ? "filters:     none" : expected), std::string::npos)
+                << label << "\n" << info.out;
+            EXPECT_NE(info.out.find("scene_node"), std::string::npos) << label;
+
+            ToolRun dump = tool({"dump", path.c_str()});
+            EXPECT_EQ(dump.status, 0) << label << ": " << dump.err;
+            if (method >= ioWriteAsciiDebug) {
+                // Decoded with types: the node packets' transforms and the description strings.
+                EXPECT_NE(dump.out.find("DoubleArray[16]"), std::string::npos) << label;
+                EXPECT_NE(dump.out.find("[ sub-packet"), std::string::npos) << label;
+                EXPECT_NE(dump.out.find("Reference "), std::string::npos) << label;
+            } else if (method == ioWriteBinary) {
+                EXPECT_NE(dump.out.find("00000000  "), std::string::npos) << label;
+            } else {
+                EXPECT_NE(dump.out.find("value "), std::string::npos) << label;
+            }
+        }
+    }
+}
+
+TEST(QvPacket, InfoCountsPacketsPerType)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({90, 2, 4, 0});
+    std::string path = dir.file("scene.qv");
+    writeScene(scene, path, ioWriteBinary, {});
+    ToolRun info = tool({"info", path.c_str()});
+    ASSERT_EQ(info.status, 0) << info.err;
+    // Every node is one packet; the line reads "<id>  scene_node  <packets>  <bytes>".
+    size_t line = info.out.find("scene_node");
+    ASSERT_NE(line, std::string::npos);
+    EXPECT_EQ(std::atoi(info.out.c_str() + line + 11), static_cast<int>(scene.nodes.size())) << info.out;
+    size_t eof = info.out.find("packetFile_EOF");
+    ASSERT_NE(eof, std::string::npos);
+    // One end-of-file packet of 12 bytes.
+    EXPECT_NE(info.out.find("1           12", eof), std::string::npos) << info.out;
+}
+
+TEST(QvPacket, DamageIsReportedWithItsOffset)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({120, 5, 5, 0});
+    struct Case {
+        ioWriteMethod method;
+        Filters filters;
+        double where;    // fraction of the file
+        int slack;       // how far past the damage the report may point
+    };
+    const Case cases[] = {
+        {ioWriteBinaryDebug, {}, 0.5, 0},   // a value byte: its tag no longer decodes
+        {ioWriteAsciiDebug, {}, 0.5, 0},
+        {ioWriteBinary, {"checksum"}, 0.5, 4096 + 10},
+        {ioWriteBinaryDebug, {"compress"}, 0.5, 1 << 30}, // found, but only where the decoding fails
+    };
+    for (const Case& c : cases) {
+        std::string path = dir.file("damaged.qv");
+        writeScene(scene, path, c.method, c.filters);
+        std::string bytes = qvTest::readFileBytes(path);
+        size_t at = static_cast<size_t>(bytes.size() * c.where);
+        if (c.filters.empty()) {
+            // The Bool tag after a node's name and index: replaced by a byte that is no tag.
+            const std::string marker = c.method == ioWriteAsciiDebug ? " b1 c" : std::string("b\x01" "c");
+            at = bytes.find(marker, at);
+            ASSERT_NE(at, std::string::npos);
+            at += c.method == ioWriteAsciiDebug ? 1 : 0;
+            bytes[at] = '\x01';
+        } else {
+            bytes[at] = static_cast<char>(bytes[at] ^ 0x5A);
+        }
+        qvTest::writeFileBytes(path, bytes);
+        ToolRun verify = tool({"verify", path.c_str()});
+        EXPECT_EQ(verify.status, 1) << at;
+        int offset = reportedOffset(verify.err);
+        EXPECT_GE(offset, static_cast<int>(at)) << verify.err;
+        EXPECT_LE(offset, static_cast<int>(at) + c.slack) << verify.err;
+    }
+
+    // Cut files: the end-of-file packet is missing.
+    std::string path = dir.file("cut.qv");
+    writeScene(scene, path, ioWriteBinary, {});
+    std::string bytes = qvTest::readFileBytes(path);
+    qvTest::writeFileBytes(path, bytes.substr(0, bytes.size() - 5));
+    ToolRun cut = tool({"verify", path.c_str()});
+    EXPECT_EQ(cut.status, 1);
+    EXPECT_NE(cut.err.find("the file ends"), std::string::npos) << cut.err;
+    EXPECT_LE(reportedOffset(cut.err), static_cast<int>(bytes.size()));
+
+    // Not a packet file, and trailing bytes after the end-of-file packet.
+    qvTest::writeFileBytes(path, "hello\n");
+    EXPECT_EQ(reportedOffset(tool({"info", path.c_str()}).err), 0);
+    qvTest::writeFileBytes(path, bytes + "xyz");
+    ToolRun trailing = tool({"verify", path.c_str()});
+    EXPECT_EQ(trailing.status, 1);
+    EXPECT_EQ(reportedOffset(trailing.err), static_cast<int>(bytes.size())) << trailing.err;
+}
+
+TEST(QvPacket, ConvertKeepsEveryObjectAndReference)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({400, 7, 8, 3});
+    std::string asciiDebug = dir.file("a.qv"), binaryDebug = dir.file("b.qv"), back = dir.file("c.qv");
+    writeScene(scene, asciiDebug, ioWriteAsciiDebug, {"compress"});
+
+    ASSERT_EQ(tool({"convert", asciiDebug.c_str(), binaryDebug.c_str(), "--method", "binary-debug"}).status, 0);
+    ASSERT_EQ(tool({"convert", binaryDebug.c_str(), back.c_str(), "--method=ascii-debug"}).status, 0);
+    std::string plain = dir.file("plain.qv");
+    writeScene(scene, plain, ioWriteAsciiDebug, {});
+    EXPECT_EQ(qvTest::readFileBytes(back), qvTest::readFileBytes(plain));
+
+    for (const char* method : methods) {
+        std::string out = dir.file(std::string(method) + ".qv");
+        ToolRun convert = tool({"convert", binaryDebug.c_str(), out.c_str(), "--method", method});
+        ASSERT_EQ(convert.status, 0) << convert.err;
+        qvTest::Scene copy;
+        qvTest::SceneReadResult result = qvTest::readSceneFile(copy, out);
+        EXPECT_EQ(result.status, ioOk) << method;
+        EXPECT_EQ(qvTest::compareScenes(scene, copy), "") << method;
+        EXPECT_EQ(result.unresolved.size(), 3u) << method;
+    }
+
+    // Plain files record no types: refused with advice, and no output is left behind.
+    std::string refused = dir.file("refused.qv");
+    ToolRun plainBinary = tool({"convert", dir.file("binary.qv").c_str(), refused.c_str(), "--method", "ascii"});
+    EXPECT_EQ(plainBinary.status, 1);
+    EXPECT_NE(plainBinary.err.find("debug"), std::string::npos) << plainBinary.err;
+    EXPECT_EQ(qvTest::readFileBytes(refused), "");
+}
+
+TEST(QvPacket, BigEndianFilesDecodeToTheSameValues)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({200, 11, 6, 0});
+    std::string big = dir.file("big.qv"), converted = dir.file("converted.qv"), direct = dir.file("direct.qv");
+    ioBufferedStreamOutput stream;
+    stream.openFile(big.c_str());
+    ASSERT_EQ(qvTest::writeScene(scene, stream, [](ioBufferedStreamOutput& out) -> ioWriteContext* {
+        return new ioTest::SwappingWriter<ioWriteContextBinaryDebug>(out);
+    }), ioOk);
+    stream.close();
+    qvTest::writeFileBytes(big, ioTest::bigEndianFile(qvTest::readFileBytes(big)));
+
+    EXPECT_NE(tool({"info", big.c_str()}).out.find("big-endian"), std::string::npos);
+    ToolRun convert = tool({"convert", big.c_str(), converted.c_str(), "--method", "ascii-debug"});
+    ASSERT_EQ(convert.status, 0) << convert.err;
+    writeScene(scene, direct, ioWriteAsciiDebug, {});
+    EXPECT_EQ(qvTest::readFileBytes(converted), qvTest::readFileBytes(direct));
+}
+
+TEST(QvPacket, RandomDamageNeverCrashes)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({40, 13, 5, 0});
+    std::string path = dir.file("fuzz.qv"), out = dir.file("out.qv");
+    unsigned seed = 99;
+    auto next = [&seed] { return seed = seed * 1103515245u + 12345u, seed >> 8; };
+    for (int method = 0; method < 4; ++method) {
+        writeScene(scene, path, static_cast<ioWriteMethod>(method), method == 3 ? Filters{"checksum"} : Filters{});
+        const std::string good = qvTest::readFileBytes(path);
+        for (int round = 0; round < 60; ++round) {
+            std::string bytes = good;
+            for (int flips = 1 + static_cast<int>(next() % 4); flips > 0; --flips)
+                bytes[next() % bytes.size()] = static_cast<char>(next());
+            if (round % 5 == 0)
+                bytes.resize(next() % bytes.size());
+            qvTest::writeFileBytes(path, bytes);
+            for (const char* command : {"verify", "dump", "info"}) {
+                int status = tool({command, path.c_str()}).status;
+                EXPECT_TRUE(status == 0 || status == 1) << command << " " << method << " " << round;
+            }
+            int status = tool({"convert", path.c_str(), out.c_str(), "--method", "binary-debug"}).status;
+            EXPECT_TRUE(status == 0 || status == 1);
+        }
+    }
+}
+
+TEST(QvPacket, UsageErrorsAndHelp)
+{
+    EXPECT_EQ(tool({}).status, 2);
+    EXPECT_EQ(tool({"frobnicate"}).status, 2);
+    EXPECT_EQ(tool({"info"}).status, 2);
+    EXPECT_EQ(tool({"convert", "a", "b"}).status, 2);
+    EXPECT_EQ(tool({"convert", "a", "b", "--method", "zip"}).status, 2);
+    ToolRun help = tool({"convert", "--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find("usage: qvpacket convert"), std::string::npos);
+    ToolRun missing = tool({"verify", "no/such/file.qv"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.err.find("cannot open"), std::string::npos);
+}
+
+TEST(QvPacket, TheInstalledProgramRuns)
+{
+    qvTest::TempDir dir;
+    qvTest::Scene scene = qvTest::makeScene({60, 3, 4, 0});
+    std::string path = dir.file("scene.qv"), out = dir.file("out.qv");
+    writeScene(scene, path, ioWriteBinaryDebug, {"checksum"});
+    auto exitCode = [](std::vector<qvString::CString> args) {
+        int code = -1;
+        qvUtil::Error error = qvOS::ProcessManager::getInstance()->runProcess(args, code);
+        EXPECT_FALSE(error) << error.message();
+        return code;
+    };
+    EXPECT_EQ(exitCode({QVPACKET_PROGRAM, "convert", path.c_str(), out.c_str(), "--method", "ascii"}), 0);
+    EXPECT_EQ(exitCode({QVPACKET_PROGRAM, "verify", out.c_str()}), 0);
+    qvTest::writeFileBytes(out, "^@\n");
+    EXPECT_EQ(exitCode({QVPACKET_PROGRAM, "verify", out.c_str()}), 1);
+}

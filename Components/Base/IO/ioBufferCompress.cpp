@@ -12,6 +12,25 @@ constexpr int outAreaSize = ioBuffer::dataSize + 64;
 // One byte per code that a string can chain through, and then some.
 constexpr int stackSize = ioBufferCompress::maxMaxCode;
 
+// The output table: 2^17 slots of 32 bits, at most half full, probed linearly, so that a probe
+// mostly stays in one cache line and the table stays in a core's second-level cache. The key
+// (prefix code and byte, 24 bits) is multiplied by an odd constant modulo 2^24, which is a
+// one-to-one mix: its upper 17 bits pick the home slot, its lower 7 bits (the quotient) are kept
+// in the slot. A slot holds the code (upper 16 bits), the quotient and the distance from the home
+// slot plus one (lower 9 bits), so home slot and quotient give back the whole key and one compare
+// decides a match. Empty slots are 0. Keys that would sit further than a tag can record from
+// home go to a small spill table instead. The bytes written do not depend on this layout.
+constexpr int slotBits = 17;
+constexpr uint32_t slotCount = 1u << slotBits;
+constexpr uint32_t slotMask = slotCount - 1;
+constexpr int quotientBits = 24 - slotBits;
+constexpr uint32_t quotientMask = (1u << quotientBits) - 1;
+constexpr int shiftBits = 16 - quotientBits;
+constexpr uint32_t shiftMask = (1u << shiftBits) - 1;
+constexpr uint32_t slotMultiplier = 0x9E3779B1u;
+constexpr uint32_t noSlot = ~0u;
+constexpr uint64_t noSpill = ~uint64_t(0);
+
 inline int32_t maxCodeFor(int bits)
 {
     return bits == ioBufferCompress::maxBits ? ioBufferCompress::maxMaxCode : (1 << bits) - 1;
@@ -25,7 +44,7 @@ ioBufferCompress::ioBufferCompress(bool input)
       bitOffset(0), hashTable(nullptr), prefixTable(nullptr),
       stack(nullptr), lengthTable(nullptr), started(false), finished(false), endState(endRunning), expectLiteral(false),
       bitBuffer(0), bitCount(0), outArea(nullptr), outUsed(0), groupBits(0),
-      stackPos(stackSize), oldCode(0), finChar(0)
+      stackPos(stackSize), oldCode(0), finChar(0), spillTable(nullptr)
 {
     std::memset(group, 0, sizeof group);
 }
@@ -38,11 +57,13 @@ ioBufferCompress::~ioBufferCompress()
 void ioBufferCompress::releaseTables()
 {
     delete[] hashTable;
+    delete[] spillTable;
     delete[] prefixTable;
     delete[] stack;
     delete[] lengthTable;
     delete[] outArea;
     hashTable = nullptr;
+    spillTable = nullptr;
     prefixTable = nullptr;
     stack = nullptr;
     lengthTable = nullptr;
@@ -65,8 +86,8 @@ void ioBufferCompress::close()
 void ioBufferCompress::startOutput()
 {
     started = true;
-    hashTable = new uint64_t[hashSize];
-    std::memset(hashTable, 0xFF, sizeof(uint64_t) * hashSize);
+    hashTable = new uint32_t[slotCount];
+    std::memset(hashTable, 0, sizeof(uint32_t) * slotCount);
     if (!outArea)
         outArea = new unsigned char[outAreaSize];
     std::memcpy(outArea, magic, sizeof magic);
@@ -131,6 +152,33 @@ void ioBufferCompress::padGroup()
     bitOffset = 0;
 }
 
+// The spill table holds whole keys and codes, probed linearly; it is made on the first spill.
+// It never holds more keys than there are codes, so it is at most half full.
+int32_t ioBufferCompress::findSpilled(uint32_t key) const
+{
+    if (!spillTable)
+        return -1;
+    for (uint32_t slot = (key * slotMultiplier) >> (32 - slotBits);; slot = (slot + 1) & slotMask) {
+        const uint64_t entry = spillTable[slot];
+        if (entry == noSpill)
+            return -1;
+        if (static_cast<uint32_t>(entry) == key)
+            return static_cast<int32_t>(entry >> 32);
+    }
+}
+
+void ioBufferCompress::addSpilled(uint32_t key, int32_t code)
+{
+    if (!spillTable) {
+        spillTable = new uint64_t[slotCount];
+        std::memset(spillTable, 0xFF, sizeof(uint64_t) * slotCount);
+    }
+    uint32_t slot = (key * slotMultiplier) >> (32 - slotBits);
+    while (spillTable[slot] != noSpill)
+        slot = (slot + 1) & slotMask;
+    spillTable[slot] = static_cast<uint64_t>(code) << 32 | key;
+}
+
 void ioBufferCompress::clearBlock()
 {
     checkpoint = inCount + checkGap;
@@ -147,7 +195,9 @@ void ioBufferCompress::clearBlock()
         return;
     }
     ratio = 0;
-    std::memset(hashTable, 0xFF, sizeof(uint64_t) * hashSize);
+    std::memset(hashTable, 0, sizeof(uint32_t) * slotCount);
+    delete[] spillTable;
+    spillTable = nullptr;
     freeEnt = firstCode;
     clearFlag = true;
     outputCode(clearCode);
@@ -166,7 +216,7 @@ void ioBufferCompress::write(const char* data, int size)
     }
     // The hot loop works on locals (stores to the output area could alias any member); the
     // rare steps (new width, clear, full area) write them back, run, and reload them.
-    uint64_t* const table = hashTable;
+    uint32_t* const table = hashTable;
     unsigned char* const area = outArea;
     unsigned char* const areaEnd = outArea + dataSize;
     int32_t code = ent;
@@ -198,33 +248,41 @@ void ioBufferCompress::write(const char* data, int size)
     while (in < end) {
         const uint32_t c = *in++;
         ++count;
-        const uint32_t key = (c << maxBits) + static_cast<uint32_t>(code);
-        int32_t i = static_cast<int32_t>((c << 8) ^ static_cast<uint32_t>(code));
-        uint64_t entry = table[i];
-        if (static_cast<uint32_t>(entry) == key) {
-            code = static_cast<int32_t>(entry >> 32);
+        const uint32_t key = static_cast<uint32_t>(code) << 8 | c;
+        const uint32_t mixed = key * slotMultiplier;
+        uint32_t slot = (mixed >> quotientBits) & slotMask;
+        uint32_t tag = (mixed & quotientMask) << shiftBits | 1;
+        uint32_t entry = table[slot];
+        // Should this byte end the string, the next search starts from it and the next byte:
+        // fetch that slot while this search runs.
+        if (in < end)
+            __builtin_prefetch(table + (((c << 8 | *in) * slotMultiplier >> quotientBits) & slotMask));
+        bool found = false;
+        for (;;) {
+            if ((entry & 0xFFFF) == tag) {
+                found = true;
+                break;
+            }
+            if (entry == 0)
+                break;
+            slot = (slot + 1) & slotMask;
+            if ((++tag & shiftMask) == 0) {
+                // The run of occupied slots is longer than a tag can record.
+                const int32_t spilled = findSpilled(key);
+                if (spilled >= 0) {
+                    entry = static_cast<uint32_t>(spilled) << 16;
+                    found = true;
+                }
+                slot = noSlot;
+                break;
+            }
+            entry = table[slot];
+        }
+        if (found) {
+            code = static_cast<int32_t>(entry >> 16);
             continue;
         }
-        if (static_cast<int32_t>(entry) >= 0) {
-            // Secondary probe: step back by the distance to the end of the table.
-            const int32_t disp = i == 0 ? 1 : hashSize - i;
-            bool found = false;
-            do {
-                i -= disp;
-                if (i < 0)
-                    i += hashSize;
-                entry = table[i];
-                if (static_cast<uint32_t>(entry) == key) {
-                    found = true;
-                    break;
-                }
-            } while (static_cast<int32_t>(entry) >= 0);
-            if (found) {
-                code = static_cast<int32_t>(entry >> 32);
-                continue;
-            }
-        }
-        // Output the code: whole bytes go to the area (four stored, the slack absorbs the rest).
+        // Output the code: whole bytes go to the area (three stored, the slack absorbs them).
         acc |= static_cast<uint64_t>(code) << accBits;
         accBits += bits;
         const uint32_t low = static_cast<uint32_t>(acc);
@@ -244,7 +302,10 @@ void ioBufferCompress::write(const char* data, int size)
         }
         code = static_cast<int32_t>(c);
         if (free < maxMaxCode) {
-            table[i] = static_cast<uint64_t>(free) << 32 | key;
+            if (slot != noSlot)
+                table[slot] = static_cast<uint32_t>(free) << 16 | tag;
+            else
+                addSpilled(key, free);
             ++free;
         } else if (count >= checkpoint) {
             save();

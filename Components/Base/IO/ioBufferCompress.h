@@ -51,6 +51,8 @@ private:
     void afterOutput();
     void padGroup();
     void clearBlock();
+    int32_t findSpilled(uint32_t key) const;
+    void addSpilled(uint32_t key, int32_t code);
     void drainOutput();
     // Input side.
     bool startInput();
@@ -68,9 +70,8 @@ private:
     int64_t outCount; // bytes handed to the buffer beneath (the area holds outUsed more)
     int32_t ent;
     int bitOffset; // output: codes in the current group; input: bit offset in the group
-    // Output table: per slot the key (prefix code and byte) in the low 32 bits, its code above;
-    // one load finds both. Empty slots are all ones.
-    uint64_t* hashTable;
+    // Output table: per slot a code and enough of its key to tell it apart (see the .cpp).
+    uint32_t* hashTable;
     // Input tables. The stack holds the longest string the table can define (one byte per
     // code), so no valid stream can overflow it.
     uint32_t* prefixTable; // per code: the prefix code, and above it the last byte (suffix)
@@ -94,6 +95,8 @@ private:
     int stackPos; // index of the next undelivered byte of the stack (stack size when none)
     int32_t oldCode;
     int finChar;
+    // Output: keys that found no room near their home slot (rare), with their codes.
+    uint64_t* spillTable;
 };
 
 #endif

@@ -2,6 +2,16 @@
 
 #include <cstring>
 
+// The decoder keeps per code its string's length, its last chunk of one to four bytes (the bytes
+// from position (length - 1) rounded down to a multiple of four) and the code of the string
+// before that chunk, whose length is that multiple of four. One load per four bytes unwinds a
+// string, and the length is known before the first byte is written.
+struct ioBufferCompress::CodeString {
+    uint16_t jump;
+    uint16_t length;
+    unsigned char tail[4];
+};
+
 namespace {
 
 const unsigned char magic[3] = {0x1F, 0x9D, 0x90};
@@ -9,8 +19,13 @@ const unsigned char magic[3] = {0x1F, 0x9D, 0x90};
 // Room for the output staging area: one data area plus the largest step that outputCode or
 // padGroup can add before the area is drained.
 constexpr int outAreaSize = ioBuffer::dataSize + 64;
-// One byte per code that a string can chain through, and then some.
-constexpr int stackSize = ioBufferCompress::maxMaxCode;
+// A decoded string is copied in chunks of four bytes, so its last chunk may write up to three
+// bytes past its end.
+constexpr int chunkSlack = 3;
+// The longest string has one byte per code that it chains through; the stack holds it and the
+// slack behind it. Undelivered bytes sit just below stackEnd.
+constexpr int stackEnd = ioBufferCompress::maxMaxCode;
+constexpr int stackSize = stackEnd + chunkSlack;
 
 // The output table: 2^17 slots of 32 bits, at most half full, probed linearly, so that a probe
 // mostly stays in one cache line and the table stays in a core's second-level cache. The key
@@ -41,10 +56,9 @@ inline int32_t maxCodeFor(int bits)
 ioBufferCompress::ioBufferCompress(bool input)
     : ioBuffer(input), nBits(initialBits), maxCode(maxCodeFor(initialBits)), freeEnt(firstCode),
       clearFlag(false), ratio(0), checkpoint(checkGap), inCount(0), outCount(0), ent(0),
-      bitOffset(0), hashTable(nullptr), prefixTable(nullptr),
-      stack(nullptr), lengthTable(nullptr), started(false), finished(false), endState(endRunning), expectLiteral(false),
+      bitOffset(0), hashTable(nullptr), stringTable(nullptr), stack(nullptr), started(false), finished(false), endState(endRunning), expectLiteral(false),
       bitBuffer(0), bitCount(0), outArea(nullptr), outUsed(0), groupBits(0),
-      stackPos(stackSize), oldCode(0), finChar(0), spillTable(nullptr)
+      stackPos(stackEnd), oldCode(0), finChar(0), spillTable(nullptr)
 {
     std::memset(group, 0, sizeof group);
 }
@@ -58,15 +72,13 @@ void ioBufferCompress::releaseTables()
 {
     delete[] hashTable;
     delete[] spillTable;
-    delete[] prefixTable;
+    delete[] stringTable;
     delete[] stack;
-    delete[] lengthTable;
     delete[] outArea;
     hashTable = nullptr;
     spillTable = nullptr;
-    prefixTable = nullptr;
+    stringTable = nullptr;
     stack = nullptr;
-    lengthTable = nullptr;
     outArea = nullptr;
 }
 
@@ -364,12 +376,11 @@ bool ioBufferCompress::startInput()
         endState = endDamaged;
         return false;
     }
-    prefixTable = new uint32_t[maxMaxCode];
+    stringTable = new CodeString[maxMaxCode];
     stack = new unsigned char[stackSize];
-    lengthTable = new uint16_t[maxMaxCode];
     // Entries from 258 on are written before any code may use them.
     for (int c = 0; c < 256; ++c)
-        lengthTable[c] = 1;
+        stringTable[c] = CodeString{0, 1, {static_cast<unsigned char>(c), 0, 0, 0}};
     return true;
 }
 
@@ -409,6 +420,30 @@ inline int32_t ioBufferCompress::nextCode()
     return static_cast<int32_t>(bits & ((1u << nBits) - 1));
 }
 
+// The entry for the string of `code` followed by the byte c.
+inline ioBufferCompress::CodeString ioBufferCompress::extended(CodeString of, int32_t code, int c)
+{
+    const int used = of.length & 3;
+    if (used == 0)
+        return CodeString{static_cast<uint16_t>(code), static_cast<uint16_t>(of.length + 1),
+                          {static_cast<unsigned char>(c), 0, 0, 0}};
+    of.tail[used] = static_cast<unsigned char>(c);
+    ++of.length;
+    return of;
+}
+
+// Writes the string of s to dest[0, s.length), and scratch bytes up to chunkSlack beyond it.
+inline void ioBufferCompress::writeString(const CodeString* table, CodeString s, unsigned char* dest)
+{
+    int at = (s.length - 1) & ~3;
+    std::memcpy(dest + at, s.tail, 4);
+    while (at > 0) {
+        s = table[s.jump];
+        at -= 4;
+        std::memcpy(dest + at, s.tail, 4);
+    }
+}
+
 int ioBufferCompress::read(char* data, int size)
 {
     if (!good() || size < 1)
@@ -424,8 +459,7 @@ int ioBufferCompress::read(char* data, int size)
     bool damaged = false;
     // The hot state lives in locals: stores through `out` may alias any member, which would
     // force the compiler to reload them all after every byte.
-    uint32_t* const entries = prefixTable;
-    uint16_t* const lengths = lengthTable;
+    CodeString* const entries = stringTable;
     int32_t free = freeEnt;
     int32_t old = oldCode;
     int fin = finChar;
@@ -451,8 +485,8 @@ int ioBufferCompress::read(char* data, int size)
         limit = clearFlag ? -1 : maxCode;
     };
     while (produced < size) {
-        if (stackPos < stackSize) {
-            int n = stackSize - stackPos;
+        if (stackPos < stackEnd) {
+            int n = stackEnd - stackPos;
             if (n > size - produced)
                 n = size - produced;
             std::memcpy(out + produced, stack + stackPos, static_cast<size_t>(n));
@@ -503,45 +537,32 @@ int ioBufferCompress::read(char* data, int size)
             out[produced++] = static_cast<unsigned char>(code);
             continue;
         }
-        const int32_t inCode = code;
-        int length;
-        const bool pending = code >= free;
-        if (pending) {
-            // Only the code being defined right now may be used before its entry exists.
+        if (code >= free) {
+            // Only the code being defined right now may be used before its entry exists: it
+            // is the previous string and that string's first byte.
             if (code > free || free >= maxMaxCode) {
                 damaged = true;
                 break;
             }
-            length = lengths[old] + 1;
-        } else {
-            length = lengths[code];
+            entries[code] = extended(entries[old], old, fin);
         }
-        // The string is written backwards from its end: straight into the caller's area when
-        // it fits, else onto the stack to be handed out by later reads.
-        const bool direct = length <= size - produced;
-        unsigned char* p = direct ? out + produced + length : stack + stackSize;
-        if (pending) {
-            *--p = static_cast<unsigned char>(fin);
-            code = old;
-        }
-        // Every entry's prefix is a smaller code, so the walk ends within the string's length.
-        while (code >= 256) {
-            const uint32_t entry = entries[code];
-            *--p = static_cast<unsigned char>(entry >> 16);
-            code = static_cast<int32_t>(entry & 0xFFFF);
-        }
-        fin = code;
-        *--p = static_cast<unsigned char>(code);
+        // Straight into the caller's area when the string and its slack fit, else onto the
+        // stack to be handed out by later reads.
+        const CodeString string = entries[code];
+        const int length = string.length;
+        const bool direct = length + chunkSlack <= size - produced;
+        unsigned char* const dest = direct ? out + produced : stack + stackEnd - length;
+        writeString(entries, string, dest);
+        fin = dest[0];
         if (direct)
             produced += length;
         else
-            stackPos = stackSize - length;
+            stackPos = stackEnd - length;
         if (free < maxMaxCode) {
-            entries[free] = static_cast<uint32_t>(old) | static_cast<uint32_t>(fin) << 16;
-            lengths[free] = static_cast<uint16_t>(lengths[old] + 1);
+            entries[free] = extended(entries[old], old, fin);
             ++free;
         }
-        old = inCode;
+        old = code;
     }
     save();
 

@@ -58,6 +58,9 @@ private:
     bool startInput();
     bool refillGroup();
     int32_t nextCode();
+    struct CodeString;
+    static CodeString extended(CodeString of, int32_t code, int c);
+    static void writeString(const CodeString* table, CodeString s, unsigned char* dest);
     void releaseTables();
 
     int nBits;
@@ -72,11 +75,10 @@ private:
     int bitOffset; // output: codes in the current group; input: bit offset in the group
     // Output table: per slot a code and enough of its key to tell it apart (see the .cpp).
     uint32_t* hashTable;
-    // Input tables. The stack holds the longest string the table can define (one byte per
-    // code), so no valid stream can overflow it.
-    uint32_t* prefixTable; // per code: the prefix code, and above it the last byte (suffix)
+    // Input tables: per code its string (see CodeString in the .cpp), and a stack that holds the
+    // longest string the table can define (one byte per code), so no valid stream overflows it.
+    CodeString* stringTable;
     unsigned char* stack;
-    uint16_t* lengthTable; // the length of each code's string
 
     bool started;  // tables allocated, magic written or checked
     bool finished; // finish() ran

@@ -1,4 +1,5 @@
 #include "ioBufferCompress.h"
+#include "internal/ioLzwSlots.h"
 
 #include <cstring>
 
@@ -27,24 +28,17 @@ constexpr int chunkSlack = 3;
 constexpr int stackEnd = ioBufferCompress::maxMaxCode;
 constexpr int stackSize = stackEnd + chunkSlack;
 
-// The output table: 2^17 slots of 32 bits, at most half full, probed linearly, so that a probe
-// mostly stays in one cache line and the table stays in a core's second-level cache. The key
-// (prefix code and byte, 24 bits) is multiplied by an odd constant modulo 2^24, which is a
-// one-to-one mix: its upper 17 bits pick the home slot, its lower 7 bits (the quotient) are kept
-// in the slot. A slot holds the code (upper 16 bits), the quotient and the distance from the home
-// slot plus one (lower 9 bits), so home slot and quotient give back the whole key and one compare
-// decides a match. Empty slots are 0. Keys that would sit further than a tag can record from
-// home go to a small spill table instead. The bytes written do not depend on this layout.
-constexpr int slotBits = 17;
-constexpr uint32_t slotCount = 1u << slotBits;
-constexpr uint32_t slotMask = slotCount - 1;
-constexpr int quotientBits = 24 - slotBits;
-constexpr uint32_t quotientMask = (1u << quotientBits) - 1;
-constexpr int shiftBits = 16 - quotientBits;
-constexpr uint32_t shiftMask = (1u << shiftBits) - 1;
-constexpr uint32_t slotMultiplier = 0x9E3779B1u;
+using io::internal::lzwSlotMask;
+using io::internal::lzwSlotCount;
+
 constexpr uint32_t noSlot = ~0u;
 constexpr uint64_t noSpill = ~uint64_t(0);
+
+// The spill table's slot: another mix than the main table's, so that keys crowded there spread.
+inline uint32_t spillSlot(uint32_t key)
+{
+    return (key * 0x85EBCA6Bu) >> (32 - io::internal::lzwSlotBits);
+}
 
 inline int32_t maxCodeFor(int bits)
 {
@@ -98,8 +92,8 @@ void ioBufferCompress::close()
 void ioBufferCompress::startOutput()
 {
     started = true;
-    hashTable = new uint32_t[slotCount];
-    std::memset(hashTable, 0, sizeof(uint32_t) * slotCount);
+    hashTable = new uint32_t[lzwSlotCount];
+    std::memset(hashTable, 0, sizeof(uint32_t) * lzwSlotCount);
     if (!outArea)
         outArea = new unsigned char[outAreaSize];
     std::memcpy(outArea, magic, sizeof magic);
@@ -170,7 +164,7 @@ int32_t ioBufferCompress::findSpilled(uint32_t key) const
 {
     if (!spillTable)
         return -1;
-    for (uint32_t slot = (key * slotMultiplier) >> (32 - slotBits);; slot = (slot + 1) & slotMask) {
+    for (uint32_t slot = spillSlot(key);; slot = (slot + 1) & lzwSlotMask) {
         const uint64_t entry = spillTable[slot];
         if (entry == noSpill)
             return -1;
@@ -182,13 +176,14 @@ int32_t ioBufferCompress::findSpilled(uint32_t key) const
 void ioBufferCompress::addSpilled(uint32_t key, int32_t code)
 {
     if (!spillTable) {
-        spillTable = new uint64_t[slotCount];
-        std::memset(spillTable, 0xFF, sizeof(uint64_t) * slotCount);
+        spillTable = new uint64_t[lzwSlotCount];
+        std::memset(spillTable, 0xFF, sizeof(uint64_t) * lzwSlotCount);
     }
-    uint32_t slot = (key * slotMultiplier) >> (32 - slotBits);
+    uint32_t slot = spillSlot(key);
     while (spillTable[slot] != noSpill)
-        slot = (slot + 1) & slotMask;
+        slot = (slot + 1) & lzwSlotMask;
     spillTable[slot] = static_cast<uint64_t>(code) << 32 | key;
+
 }
 
 void ioBufferCompress::clearBlock()
@@ -207,7 +202,7 @@ void ioBufferCompress::clearBlock()
         return;
     }
     ratio = 0;
-    std::memset(hashTable, 0, sizeof(uint32_t) * slotCount);
+    std::memset(hashTable, 0, sizeof(uint32_t) * lzwSlotCount);
     delete[] spillTable;
     spillTable = nullptr;
     freeEnt = firstCode;
@@ -261,14 +256,13 @@ void ioBufferCompress::write(const char* data, int size)
         const uint32_t c = *in++;
         ++count;
         const uint32_t key = static_cast<uint32_t>(code) << 8 | c;
-        const uint32_t mixed = key * slotMultiplier;
-        uint32_t slot = (mixed >> quotientBits) & slotMask;
-        uint32_t tag = (mixed & quotientMask) << shiftBits | 1;
+        uint32_t slot = io::internal::lzwHomeSlot(key);
+        uint32_t tag = io::internal::lzwHomeTag(key);
         uint32_t entry = table[slot];
         // Should this byte end the string, the next search starts from it and the next byte:
         // fetch that slot while this search runs.
         if (in < end)
-            __builtin_prefetch(table + (((c << 8 | *in) * slotMultiplier >> quotientBits) & slotMask));
+            __builtin_prefetch(table + io::internal::lzwHomeSlot(c << 8 | *in));
         bool found = false;
         for (;;) {
             if ((entry & 0xFFFF) == tag) {
@@ -277,8 +271,8 @@ void ioBufferCompress::write(const char* data, int size)
             }
             if (entry == 0)
                 break;
-            slot = (slot + 1) & slotMask;
-            if ((++tag & shiftMask) == 0) {
+            slot = (slot + 1) & lzwSlotMask;
+            if ((++tag & io::internal::lzwDistanceMask) == 0) {
                 // The run of occupied slots is longer than a tag can record.
                 const int32_t spilled = findSpilled(key);
                 if (spilled >= 0) {

@@ -227,7 +227,9 @@ void ioBufferCompress::write(const char* data, int size)
     unsigned char* const area = outArea;
     unsigned char* const areaEnd = outArea + dataSize;
     int32_t code = ent;
-    int64_t count = inCount;
+    // The input count is the count at entry plus the bytes taken since.
+    const unsigned char* const start = in;
+    const int64_t startCount = inCount;
     unsigned char* op = area + outUsed;
     uint64_t acc = bitBuffer;
     int accBits = bitCount;
@@ -236,7 +238,7 @@ void ioBufferCompress::write(const char* data, int size)
     int32_t limit = maxCode;
     int32_t free = freeEnt;
     auto save = [&] {
-        inCount = count;
+        inCount = startCount + (in - start);
         outUsed = static_cast<int>(op - area);
         bitBuffer = acc;
         bitCount = accBits;
@@ -254,7 +256,6 @@ void ioBufferCompress::write(const char* data, int size)
     };
     while (in < end) {
         const uint32_t c = *in++;
-        ++count;
         const uint32_t key = static_cast<uint32_t>(code) << 8 | c;
         uint32_t slot = io::internal::lzwHomeSlot(key);
         uint32_t tag = io::internal::lzwHomeTag(key);
@@ -313,7 +314,7 @@ void ioBufferCompress::write(const char* data, int size)
             else
                 addSpilled(key, free);
             ++free;
-        } else if (count >= checkpoint) {
+        } else if (startCount + (in - start) >= checkpoint) {
             save();
             clearBlock();
             load();

@@ -226,7 +226,6 @@ void ioBufferCompress::write(const char* data, int size)
     uint32_t* const table = hashTable;
     unsigned char* const area = outArea;
     unsigned char* const areaEnd = outArea + dataSize;
-    int32_t code = ent;
     // The input count is the count at entry plus the bytes taken since.
     const unsigned char* const start = in;
     const int64_t startCount = inCount;
@@ -254,16 +253,19 @@ void ioBufferCompress::write(const char* data, int size)
         limit = maxCode;
         free = freeEnt;
     };
+    // The string so far: its code in the upper half, where the slot keeps it too.
+    uint32_t high = static_cast<uint32_t>(ent) << 16;
     while (in < end) {
         const uint32_t c = *in++;
-        const uint32_t key = static_cast<uint32_t>(code) << 8 | c;
-        uint32_t slot = io::internal::lzwHomeSlot(key);
-        uint32_t tag = io::internal::lzwHomeTag(key);
+        const uint32_t shifted = high | c << 8;
+        const uint32_t mixed = io::internal::lzwMixShifted(shifted);
+        uint32_t slot = io::internal::lzwSlotOfMix(mixed);
+        uint32_t tag = io::internal::lzwTagOfMix(mixed);
         uint32_t entry = table[slot];
         // Should this byte end the string, the next search starts from it and the next byte:
         // fetch that slot while this search runs.
         if (in < end)
-            __builtin_prefetch(table + io::internal::lzwHomeSlot(c << 8 | *in));
+            __builtin_prefetch(table + io::internal::lzwSlotOfMix(io::internal::lzwMixShifted(c << 16 | *in << 8)));
         bool found = false;
         for (;;) {
             if ((entry & 0xFFFF) == tag) {
@@ -275,7 +277,7 @@ void ioBufferCompress::write(const char* data, int size)
             slot = (slot + 1) & lzwSlotMask;
             if ((++tag & io::internal::lzwDistanceMask) == 0) {
                 // The run of occupied slots is longer than a tag can record.
-                const int32_t spilled = findSpilled(key);
+                const int32_t spilled = findSpilled(shifted >> 8);
                 if (spilled >= 0) {
                     entry = static_cast<uint32_t>(spilled) << 16;
                     found = true;
@@ -286,11 +288,11 @@ void ioBufferCompress::write(const char* data, int size)
             entry = table[slot];
         }
         if (found) {
-            code = static_cast<int32_t>(entry >> 16);
+            high = entry & 0xFFFF0000u;
             continue;
         }
         // Output the code: whole bytes go to the area (three stored, the slack absorbs them).
-        acc |= static_cast<uint64_t>(code) << accBits;
+        acc |= static_cast<uint64_t>(high >> 16) << accBits;
         accBits += bits;
         const uint32_t low = static_cast<uint32_t>(acc);
         op[0] = static_cast<unsigned char>(low);
@@ -307,12 +309,12 @@ void ioBufferCompress::write(const char* data, int size)
             afterOutput();
             load();
         }
-        code = static_cast<int32_t>(c);
+        high = c << 16;
         if (free < maxMaxCode) {
             if (slot != noSlot)
                 table[slot] = static_cast<uint32_t>(free) << 16 | tag;
             else
-                addSpilled(key, free);
+                addSpilled(shifted >> 8, free);
             ++free;
         } else if (startCount + (in - start) >= checkpoint) {
             save();
@@ -321,7 +323,7 @@ void ioBufferCompress::write(const char* data, int size)
         }
     }
     save();
-    ent = code;
+    ent = static_cast<int32_t>(high >> 16);
 }
 
 // ---- finishing

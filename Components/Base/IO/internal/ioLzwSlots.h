@@ -26,15 +26,27 @@ constexpr int lzwDistanceBits = 16 - lzwQuotientBits;
 constexpr uint32_t lzwDistanceMask = (1u << lzwDistanceBits) - 1;
 constexpr uint32_t lzwSlotMultiplier = 0x9E3779B1u;
 
-inline uint32_t lzwHomeSlot(uint32_t key)
+// The mix of a key given shifted left 8 (prefix code in the upper 16 bits, byte below it): the
+// mix modulo 2^24, shifted left 8, so that no mask is needed.
+inline uint32_t lzwMixShifted(uint32_t shiftedKey)
 {
-    return (key * lzwSlotMultiplier >> lzwQuotientBits) & lzwSlotMask;
+    return shiftedKey * lzwSlotMultiplier;
 }
 
-// The low 16 bits of the slot that holds key at its home slot.
-inline uint32_t lzwHomeTag(uint32_t key)
+inline uint32_t lzwSlotOfMix(uint32_t mixed)
 {
-    return (key * lzwSlotMultiplier & lzwQuotientMask) << lzwDistanceBits | 1;
+    return mixed >> (32 - lzwSlotBits);
+}
+
+// The low 16 bits of the slot that holds the key at its home slot.
+inline uint32_t lzwTagOfMix(uint32_t mixed)
+{
+    return (mixed >> 8 & lzwQuotientMask) << lzwDistanceBits | 1;
+}
+
+inline uint32_t lzwHomeSlot(uint32_t key)
+{
+    return lzwSlotOfMix(lzwMixShifted(key << 8));
 }
 
 } // namespace internal

@@ -73,7 +73,7 @@ private:
     int64_t outCount; // bytes handed to the buffer beneath (the area holds outUsed more)
     int32_t ent;
     int bitOffset; // output: codes in the current group; input: bit offset in the group
-    // Output table: per slot a code and enough of its key to tell it apart (see the .cpp).
+    // Output table: per slot a code and enough of its key to tell it apart (internal/ioLzwSlots.h).
     uint32_t* hashTable;
     // Input tables: per code its string (see CodeString in the .cpp), and a stack that holds the
     // longest string the table can define (one byte per code), so no valid stream overflows it.
@@ -94,7 +94,7 @@ private:
     // Input: the current group, the decoded bytes not yet handed out, the decoder's memory.
     unsigned char group[24];
     int groupBits;
-    int stackPos; // index of the next undelivered byte of the stack (stack size when none)
+    int stackPos; // index of the next undelivered byte of the stack (its end when none)
     int32_t oldCode;
     int finChar;
     // Output: keys that found no room near their home slot (rare), with their codes.

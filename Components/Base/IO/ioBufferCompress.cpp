@@ -1,6 +1,17 @@
 #include "ioBufferCompress.h"
+#include "internal/ioLzwSlots.h"
 
 #include <cstring>
+
+// The decoder keeps per code its string's length, its last chunk of one to four bytes (the bytes
+// from position (length - 1) rounded down to a multiple of four) and the code of the string
+// before that chunk, whose length is that multiple of four. One load per four bytes unwinds a
+// string, and the length is known before the first byte is written.
+struct ioBufferCompress::CodeString {
+    uint16_t jump;
+    uint16_t length;
+    unsigned char tail[4];
+};
 
 namespace {
 
@@ -9,8 +20,25 @@ const unsigned char magic[3] = {0x1F, 0x9D, 0x90};
 // Room for the output staging area: one data area plus the largest step that outputCode or
 // padGroup can add before the area is drained.
 constexpr int outAreaSize = ioBuffer::dataSize + 64;
-// One byte per code that a string can chain through, and then some.
-constexpr int stackSize = ioBufferCompress::maxMaxCode;
+// A decoded string is copied in chunks of four bytes, so its last chunk may write up to three
+// bytes past its end.
+constexpr int chunkSlack = 3;
+// The longest string has one byte per code that it chains through; the stack holds it and the
+// slack behind it. Undelivered bytes sit just below stackEnd.
+constexpr int stackEnd = ioBufferCompress::maxMaxCode;
+constexpr int stackSize = stackEnd + chunkSlack;
+
+using io::internal::lzwSlotMask;
+using io::internal::lzwSlotCount;
+
+constexpr uint32_t noSlot = ~0u;
+constexpr uint64_t noSpill = ~uint64_t(0);
+
+// The spill table's slot: another mix than the main table's, so that keys crowded there spread.
+inline uint32_t spillSlot(uint32_t key)
+{
+    return (key * 0x85EBCA6Bu) >> (32 - io::internal::lzwSlotBits);
+}
 
 inline int32_t maxCodeFor(int bits)
 {
@@ -22,10 +50,9 @@ inline int32_t maxCodeFor(int bits)
 ioBufferCompress::ioBufferCompress(bool input)
     : ioBuffer(input), nBits(initialBits), maxCode(maxCodeFor(initialBits)), freeEnt(firstCode),
       clearFlag(false), ratio(0), checkpoint(checkGap), inCount(0), outCount(0), ent(0),
-      bitOffset(0), hashTable(nullptr), prefixTable(nullptr),
-      stack(nullptr), lengthTable(nullptr), started(false), finished(false), endState(endRunning), expectLiteral(false),
+      bitOffset(0), hashTable(nullptr), stringTable(nullptr), stack(nullptr), started(false), finished(false), endState(endRunning), expectLiteral(false),
       bitBuffer(0), bitCount(0), outArea(nullptr), outUsed(0), groupBits(0),
-      stackPos(stackSize), oldCode(0), finChar(0)
+      stackPos(stackEnd), oldCode(0), finChar(0), spillTable(nullptr)
 {
     std::memset(group, 0, sizeof group);
 }
@@ -38,14 +65,14 @@ ioBufferCompress::~ioBufferCompress()
 void ioBufferCompress::releaseTables()
 {
     delete[] hashTable;
-    delete[] prefixTable;
+    delete[] spillTable;
+    delete[] stringTable;
     delete[] stack;
-    delete[] lengthTable;
     delete[] outArea;
     hashTable = nullptr;
-    prefixTable = nullptr;
+    spillTable = nullptr;
+    stringTable = nullptr;
     stack = nullptr;
-    lengthTable = nullptr;
     outArea = nullptr;
 }
 
@@ -65,8 +92,8 @@ void ioBufferCompress::close()
 void ioBufferCompress::startOutput()
 {
     started = true;
-    hashTable = new uint64_t[hashSize];
-    std::memset(hashTable, 0xFF, sizeof(uint64_t) * hashSize);
+    hashTable = new uint32_t[lzwSlotCount];
+    std::memset(hashTable, 0, sizeof(uint32_t) * lzwSlotCount);
     if (!outArea)
         outArea = new unsigned char[outAreaSize];
     std::memcpy(outArea, magic, sizeof magic);
@@ -131,6 +158,34 @@ void ioBufferCompress::padGroup()
     bitOffset = 0;
 }
 
+// The spill table holds whole keys and codes, probed linearly; it is made on the first spill.
+// It never holds more keys than there are codes, so it is at most half full.
+int32_t ioBufferCompress::findSpilled(uint32_t key) const
+{
+    if (!spillTable)
+        return -1;
+    for (uint32_t slot = spillSlot(key);; slot = (slot + 1) & lzwSlotMask) {
+        const uint64_t entry = spillTable[slot];
+        if (entry == noSpill)
+            return -1;
+        if (static_cast<uint32_t>(entry) == key)
+            return static_cast<int32_t>(entry >> 32);
+    }
+}
+
+void ioBufferCompress::addSpilled(uint32_t key, int32_t code)
+{
+    if (!spillTable) {
+        spillTable = new uint64_t[lzwSlotCount];
+        std::memset(spillTable, 0xFF, sizeof(uint64_t) * lzwSlotCount);
+    }
+    uint32_t slot = spillSlot(key);
+    while (spillTable[slot] != noSpill)
+        slot = (slot + 1) & lzwSlotMask;
+    spillTable[slot] = static_cast<uint64_t>(code) << 32 | key;
+
+}
+
 void ioBufferCompress::clearBlock()
 {
     checkpoint = inCount + checkGap;
@@ -147,7 +202,9 @@ void ioBufferCompress::clearBlock()
         return;
     }
     ratio = 0;
-    std::memset(hashTable, 0xFF, sizeof(uint64_t) * hashSize);
+    std::memset(hashTable, 0, sizeof(uint32_t) * lzwSlotCount);
+    delete[] spillTable;
+    spillTable = nullptr;
     freeEnt = firstCode;
     clearFlag = true;
     outputCode(clearCode);
@@ -166,11 +223,12 @@ void ioBufferCompress::write(const char* data, int size)
     }
     // The hot loop works on locals (stores to the output area could alias any member); the
     // rare steps (new width, clear, full area) write them back, run, and reload them.
-    uint64_t* const table = hashTable;
+    uint32_t* const table = hashTable;
     unsigned char* const area = outArea;
     unsigned char* const areaEnd = outArea + dataSize;
-    int32_t code = ent;
-    int64_t count = inCount;
+    // The input count is the count at entry plus the bytes taken since.
+    const unsigned char* const start = in;
+    const int64_t startCount = inCount;
     unsigned char* op = area + outUsed;
     uint64_t acc = bitBuffer;
     int accBits = bitCount;
@@ -179,7 +237,7 @@ void ioBufferCompress::write(const char* data, int size)
     int32_t limit = maxCode;
     int32_t free = freeEnt;
     auto save = [&] {
-        inCount = count;
+        inCount = startCount + (in - start);
         outUsed = static_cast<int>(op - area);
         bitBuffer = acc;
         bitCount = accBits;
@@ -195,37 +253,46 @@ void ioBufferCompress::write(const char* data, int size)
         limit = maxCode;
         free = freeEnt;
     };
+    // The string so far: its code in the upper half, where the slot keeps it too.
+    uint32_t high = static_cast<uint32_t>(ent) << 16;
     while (in < end) {
         const uint32_t c = *in++;
-        ++count;
-        const uint32_t key = (c << maxBits) + static_cast<uint32_t>(code);
-        int32_t i = static_cast<int32_t>((c << 8) ^ static_cast<uint32_t>(code));
-        uint64_t entry = table[i];
-        if (static_cast<uint32_t>(entry) == key) {
-            code = static_cast<int32_t>(entry >> 32);
+        const uint32_t shifted = high | c << 8;
+        const uint32_t mixed = io::internal::lzwMixShifted(shifted);
+        uint32_t slot = io::internal::lzwSlotOfMix(mixed);
+        uint32_t tag = io::internal::lzwTagOfMix(mixed);
+        uint32_t entry = table[slot];
+        // Should this byte end the string, the next search starts from it and the next byte:
+        // fetch that slot while this search runs.
+        if (in < end)
+            __builtin_prefetch(table + io::internal::lzwSlotOfMix(io::internal::lzwMixShifted(c << 16 | *in << 8)));
+        bool found = false;
+        for (;;) {
+            if ((entry & 0xFFFF) == tag) {
+                found = true;
+                break;
+            }
+            if (entry == 0)
+                break;
+            slot = (slot + 1) & lzwSlotMask;
+            if ((++tag & io::internal::lzwDistanceMask) == 0) {
+                // The run of occupied slots is longer than a tag can record.
+                const int32_t spilled = findSpilled(shifted >> 8);
+                if (spilled >= 0) {
+                    entry = static_cast<uint32_t>(spilled) << 16;
+                    found = true;
+                }
+                slot = noSlot;
+                break;
+            }
+            entry = table[slot];
+        }
+        if (found) {
+            high = entry & 0xFFFF0000u;
             continue;
         }
-        if (static_cast<int32_t>(entry) >= 0) {
-            // Secondary probe: step back by the distance to the end of the table.
-            const int32_t disp = i == 0 ? 1 : hashSize - i;
-            bool found = false;
-            do {
-                i -= disp;
-                if (i < 0)
-                    i += hashSize;
-                entry = table[i];
-                if (static_cast<uint32_t>(entry) == key) {
-                    found = true;
-                    break;
-                }
-            } while (static_cast<int32_t>(entry) >= 0);
-            if (found) {
-                code = static_cast<int32_t>(entry >> 32);
-                continue;
-            }
-        }
-        // Output the code: whole bytes go to the area (four stored, the slack absorbs the rest).
-        acc |= static_cast<uint64_t>(code) << accBits;
+        // Output the code: whole bytes go to the area (three stored, the slack absorbs them).
+        acc |= static_cast<uint64_t>(high >> 16) << accBits;
         accBits += bits;
         const uint32_t low = static_cast<uint32_t>(acc);
         op[0] = static_cast<unsigned char>(low);
@@ -242,18 +309,21 @@ void ioBufferCompress::write(const char* data, int size)
             afterOutput();
             load();
         }
-        code = static_cast<int32_t>(c);
+        high = c << 16;
         if (free < maxMaxCode) {
-            table[i] = static_cast<uint64_t>(free) << 32 | key;
+            if (slot != noSlot)
+                table[slot] = static_cast<uint32_t>(free) << 16 | tag;
+            else
+                addSpilled(shifted >> 8, free);
             ++free;
-        } else if (count >= checkpoint) {
+        } else if (startCount + (in - start) >= checkpoint) {
             save();
             clearBlock();
             load();
         }
     }
     save();
-    ent = code;
+    ent = static_cast<int32_t>(high >> 16);
 }
 
 // ---- finishing
@@ -303,12 +373,11 @@ bool ioBufferCompress::startInput()
         endState = endDamaged;
         return false;
     }
-    prefixTable = new uint32_t[maxMaxCode];
+    stringTable = new CodeString[maxMaxCode];
     stack = new unsigned char[stackSize];
-    lengthTable = new uint16_t[maxMaxCode];
     // Entries from 258 on are written before any code may use them.
     for (int c = 0; c < 256; ++c)
-        lengthTable[c] = 1;
+        stringTable[c] = CodeString{0, 1, {static_cast<unsigned char>(c), 0, 0, 0}};
     return true;
 }
 
@@ -348,6 +417,30 @@ inline int32_t ioBufferCompress::nextCode()
     return static_cast<int32_t>(bits & ((1u << nBits) - 1));
 }
 
+// The entry for the string of `code` followed by the byte c.
+inline ioBufferCompress::CodeString ioBufferCompress::extended(CodeString of, int32_t code, int c)
+{
+    const int used = of.length & 3;
+    if (used == 0)
+        return CodeString{static_cast<uint16_t>(code), static_cast<uint16_t>(of.length + 1),
+                          {static_cast<unsigned char>(c), 0, 0, 0}};
+    of.tail[used] = static_cast<unsigned char>(c);
+    ++of.length;
+    return of;
+}
+
+// Writes the string of s to dest[0, s.length), and scratch bytes up to chunkSlack beyond it.
+inline void ioBufferCompress::writeString(const CodeString* table, CodeString s, unsigned char* dest)
+{
+    int at = (s.length - 1) & ~3;
+    std::memcpy(dest + at, s.tail, 4);
+    while (at > 0) {
+        s = table[s.jump];
+        at -= 4;
+        std::memcpy(dest + at, s.tail, 4);
+    }
+}
+
 int ioBufferCompress::read(char* data, int size)
 {
     if (!good() || size < 1)
@@ -363,8 +456,7 @@ int ioBufferCompress::read(char* data, int size)
     bool damaged = false;
     // The hot state lives in locals: stores through `out` may alias any member, which would
     // force the compiler to reload them all after every byte.
-    uint32_t* const entries = prefixTable;
-    uint16_t* const lengths = lengthTable;
+    CodeString* const entries = stringTable;
     int32_t free = freeEnt;
     int32_t old = oldCode;
     int fin = finChar;
@@ -390,8 +482,8 @@ int ioBufferCompress::read(char* data, int size)
         limit = clearFlag ? -1 : maxCode;
     };
     while (produced < size) {
-        if (stackPos < stackSize) {
-            int n = stackSize - stackPos;
+        if (stackPos < stackEnd) {
+            int n = stackEnd - stackPos;
             if (n > size - produced)
                 n = size - produced;
             std::memcpy(out + produced, stack + stackPos, static_cast<size_t>(n));
@@ -442,45 +534,32 @@ int ioBufferCompress::read(char* data, int size)
             out[produced++] = static_cast<unsigned char>(code);
             continue;
         }
-        const int32_t inCode = code;
-        int length;
-        const bool pending = code >= free;
-        if (pending) {
-            // Only the code being defined right now may be used before its entry exists.
+        if (code >= free) {
+            // Only the code being defined right now may be used before its entry exists: it
+            // is the previous string and that string's first byte.
             if (code > free || free >= maxMaxCode) {
                 damaged = true;
                 break;
             }
-            length = lengths[old] + 1;
-        } else {
-            length = lengths[code];
+            entries[code] = extended(entries[old], old, fin);
         }
-        // The string is written backwards from its end: straight into the caller's area when
-        // it fits, else onto the stack to be handed out by later reads.
-        const bool direct = length <= size - produced;
-        unsigned char* p = direct ? out + produced + length : stack + stackSize;
-        if (pending) {
-            *--p = static_cast<unsigned char>(fin);
-            code = old;
-        }
-        // Every entry's prefix is a smaller code, so the walk ends within the string's length.
-        while (code >= 256) {
-            const uint32_t entry = entries[code];
-            *--p = static_cast<unsigned char>(entry >> 16);
-            code = static_cast<int32_t>(entry & 0xFFFF);
-        }
-        fin = code;
-        *--p = static_cast<unsigned char>(code);
+        // Straight into the caller's area when the string and its slack fit, else onto the
+        // stack to be handed out by later reads.
+        const CodeString string = entries[code];
+        const int length = string.length;
+        const bool direct = length + chunkSlack <= size - produced;
+        unsigned char* const dest = direct ? out + produced : stack + stackEnd - length;
+        writeString(entries, string, dest);
+        fin = dest[0];
         if (direct)
             produced += length;
         else
-            stackPos = stackSize - length;
+            stackPos = stackEnd - length;
         if (free < maxMaxCode) {
-            entries[free] = static_cast<uint32_t>(old) | static_cast<uint32_t>(fin) << 16;
-            lengths[free] = static_cast<uint16_t>(lengths[old] + 1);
+            entries[free] = extended(entries[old], old, fin);
             ++free;
         }
-        old = inCode;
+        old = code;
     }
     save();
 

@@ -51,11 +51,16 @@ private:
     void afterOutput();
     void padGroup();
     void clearBlock();
+    int32_t findSpilled(uint32_t key) const;
+    void addSpilled(uint32_t key, int32_t code);
     void drainOutput();
     // Input side.
     bool startInput();
     bool refillGroup();
     int32_t nextCode();
+    struct CodeString;
+    static CodeString extended(CodeString of, int32_t code, int c);
+    static void writeString(const CodeString* table, CodeString s, unsigned char* dest);
     void releaseTables();
 
     int nBits;
@@ -68,14 +73,12 @@ private:
     int64_t outCount; // bytes handed to the buffer beneath (the area holds outUsed more)
     int32_t ent;
     int bitOffset; // output: codes in the current group; input: bit offset in the group
-    // Output table: per slot the key (prefix code and byte) in the low 32 bits, its code above;
-    // one load finds both. Empty slots are all ones.
-    uint64_t* hashTable;
-    // Input tables. The stack holds the longest string the table can define (one byte per
-    // code), so no valid stream can overflow it.
-    uint32_t* prefixTable; // per code: the prefix code, and above it the last byte (suffix)
+    // Output table: per slot a code and enough of its key to tell it apart (internal/ioLzwSlots.h).
+    uint32_t* hashTable;
+    // Input tables: per code its string (see CodeString in the .cpp), and a stack that holds the
+    // longest string the table can define (one byte per code), so no valid stream overflows it.
+    CodeString* stringTable;
     unsigned char* stack;
-    uint16_t* lengthTable; // the length of each code's string
 
     bool started;  // tables allocated, magic written or checked
     bool finished; // finish() ran
@@ -91,9 +94,11 @@ private:
     // Input: the current group, the decoded bytes not yet handed out, the decoder's memory.
     unsigned char group[24];
     int groupBits;
-    int stackPos; // index of the next undelivered byte of the stack (stack size when none)
+    int stackPos; // index of the next undelivered byte of the stack (its end when none)
     int32_t oldCode;
     int finChar;
+    // Output: keys that found no room near their home slot (rare), with their codes.
+    uint64_t* spillTable;
 };
 
 #endif

@@ -9,8 +9,9 @@ reps=${BENCH_REPETITIONS:-5}
 here=$(dirname "$0")
 shopt -s nullglob
 status=0
-reports=$(mktemp -d)
-trap 'rm -rf "$reports"' EXIT
+# The JSON reports stay in the build folder for a closer look.
+reports="$build/reports"
+mkdir -p "$reports"
 args=()
 for program in "$build"/bench/*_bench; do
   name=$(basename "$program")

@@ -74,7 +74,11 @@ def main():
     seen = set()
     for arg in sys.argv[2:]:
         program, path = arg.split("=", 1)
-        medians = load_report(path)
+        try:
+            medians = load_report(path)
+        except (OSError, ValueError) as e:  # a program that crashed leaves a cut-off report
+            print(f"{program}: report unreadable ({e}); its cases are left out", file=sys.stderr)
+            continue
         cases = sorted({n.rsplit("/", 1)[0] for n in medians if n.endswith(("/qv", "/anchor"))})
         for case in cases:
             qv = medians.get(case + "/qv")

@@ -30,7 +30,9 @@ def load_report(path):
         report = json.load(f)
     medians = {}
     for b in report.get("benchmarks", []):
-        if b.get("aggregate_name") != "median":
+        # Medians of the repetitions; a single repetition has no aggregates, so its run stands.
+        is_median = b.get("aggregate_name") == "median"
+        if not is_median and (b.get("run_type") != "iteration" or b.get("repetitions", 1) > 1):
             continue
         # Options such as Iterations(1) or UseRealTime() append "/iterations:1", "/real_time".
         name = re.sub(r"(/(iterations|min_time|repeats):[^/]*|/(real|manual)_time)+$", "", b["run_name"])

@@ -44,8 +44,24 @@ fuzz:
 install: all
 	cmake --install build/default --prefix $(PREFIX)
 
-run:
-	@echo "make run: the packet-file example and tool are not built yet."
+# The example saves and loads a scene in every method; the packet tool shows each file.
+RUN_DIR := build/run
+RUN_METHODS := ascii binary ascii-debug binary-debug
+QVPACKET := build/default/bin/qvpacket
+
+run: all
+	@mkdir -p $(RUN_DIR)
+	@set -e; for method in $(RUN_METHODS); do \
+	  file=$(RUN_DIR)/scene-$$method.qv; \
+	  echo "==== save_and_load $$method $$file"; \
+	  build/default/bin/save_and_load $$method $$file; \
+	done
+	@test -x $(QVPACKET) || { echo "make run: $(QVPACKET) was not built (the packet tool is missing)" >&2; exit 1; }
+	@set -e; for method in $(RUN_METHODS); do \
+	  file=$(RUN_DIR)/scene-$$method.qv; \
+	  echo "==== qvpacket info $$file"; $(QVPACKET) info $$file; \
+	  echo "==== qvpacket dump $$file"; $(QVPACKET) dump $$file; \
+	done
 
 clean:
 	rm -rf build

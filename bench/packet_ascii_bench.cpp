@@ -1,5 +1,6 @@
 // Writing and reading a scene of about 50 MB as an ASCII packet file, against a plain
 // fprintf/strtod loop over the same numbers in the same formats.
+#include "benchSupport.h"
 #include "ioBufferedStream.h"
 #include "qvTestScene.h"
 
@@ -8,7 +9,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 namespace {
@@ -19,21 +19,8 @@ const qvTest::Scene& scene()
     return instance;
 }
 
-// Files go to memory when the system offers it, so that the disk does not set the pace.
-std::string tempPath(const char* name)
-{
-    std::error_code ec;
-    std::filesystem::path dir = std::filesystem::is_directory("/dev/shm", ec)
-                                    ? std::filesystem::path("/dev/shm")
-                                    : std::filesystem::temp_directory_path();
-    return (dir / name).string();
-}
-
-long long fileBytes(const std::string& path)
-{
-    std::error_code ec;
-    return static_cast<long long>(std::filesystem::file_size(path, ec));
-}
+using qvBench::fileBytes;
+using qvBench::tempPath;
 
 void report(benchmark::State& state, long long bytes)
 {

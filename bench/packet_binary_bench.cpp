@@ -2,6 +2,7 @@
 // cereal's binary archive on the same objects (when cereal is installed), and 100 MB of double
 // arrays against a raw write()/read() loop through a 4096-byte buffer; a plain memcpy of the same
 // 100 MB is reported beside them.
+#include "benchSupport.h"
 #include "ioBufferedStream.h"
 #include "ioPacketRegistry.h"
 #include "ioPacketType.h"
@@ -13,7 +14,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -33,20 +33,8 @@ const qvTest::Scene& scene()
     return instance;
 }
 
-std::string tempPath(const char* name)
-{
-    std::error_code ec;
-    std::filesystem::path dir = std::filesystem::is_directory("/dev/shm", ec)
-                                    ? std::filesystem::path("/dev/shm")
-                                    : std::filesystem::temp_directory_path();
-    return (dir / name).string();
-}
-
-long long fileBytes(const std::string& path)
-{
-    std::error_code ec;
-    return static_cast<long long>(std::filesystem::file_size(path, ec));
-}
+using qvBench::fileBytes;
+using qvBench::tempPath;
 
 void report(benchmark::State& state, long long bytes, double objects)
 {

@@ -113,6 +113,11 @@ int main(int argc, char** argv)
         benchmark::RegisterBenchmark((name + "/anchor").c_str(), sessionAnchor, groups)
             ->Unit(benchmark::kMillisecond);
     }
+    // Growth: the same session with 200k groups against 100k. Linear work takes twice the time.
+    benchmark::RegisterBenchmark("growth_200k_vs_100k/qv", sessionQv, 200000)
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("growth_200k_vs_100k/anchor", sessionQv, 100000)
+        ->Unit(benchmark::kMillisecond);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

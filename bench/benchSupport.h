@@ -1,0 +1,34 @@
+#ifndef QVBENCH_SUPPORT_H
+#define QVBENCH_SUPPORT_H
+
+// Helpers shared by the packet-file benchmarks.
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+namespace qvBench {
+
+// A path for a scratch file, in memory when the system offers /dev/shm, so that the disk does
+// not set the pace.
+inline std::string tempPath(const char* name)
+{
+    std::error_code ec;
+    std::filesystem::path dir = std::filesystem::is_directory("/dev/shm", ec)
+                                    ? std::filesystem::path("/dev/shm")
+                                    : std::filesystem::temp_directory_path();
+    return (dir / name).string();
+}
+
+// Size of a file in bytes (0 when it cannot be queried).
+inline long long fileBytes(const std::string& path)
+{
+    std::error_code ec;
+    const std::uintmax_t size = std::filesystem::file_size(path, ec);
+    return ec ? 0 : static_cast<long long>(size);
+}
+
+} // namespace qvBench
+
+#endif

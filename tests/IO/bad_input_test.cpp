@@ -137,35 +137,40 @@ TEST(BadInput, CutAndDamagedSceneFilesNeverGoWrong)
 {
     qvTest::TempDir dir;
     qvTest::Scene scene = qvTest::makeScene({40, 4, 3, 1});
-    std::string path = dir.file("scene.qv");
-    ASSERT_EQ(qvTest::writeSceneFile(scene, path, ioWriteAscii), ioOk);
-    const std::string whole = qvTest::readFileBytes(path);
     ErrorCapture errors;
-
-    // Every proper prefix is a truncated file.
+    std::string path = dir.file("scene.qv");
     std::string cutPath = dir.file("cut.qv");
-    for (size_t length = 0; length < whole.size(); length += 1 + length / 50) {
-        qvTest::writeFileBytes(cutPath, whole.substr(0, length));
-        qvTest::Scene copy;
-        qvTest::SceneReadResult result = qvTest::readSceneFile(copy, cutPath);
-        // Only the final newline can go without harm.
-        EXPECT_TRUE(!result.opened || result.status == ioBadData || length + 1 == whole.size())
-            << length;
-    }
+    for (ioWriteMethod method : {ioWriteAscii, ioWriteBinary, ioWriteBinaryDebug}) {
+        ASSERT_EQ(qvTest::writeSceneFile(scene, path, method), ioOk);
+        const std::string whole = qvTest::readFileBytes(path);
+        const bool ascii = method == ioWriteAscii;
 
-    // Damaged bytes end in any status, or a fatal error, but never crash or hang.
-    std::mt19937 random(11);
-    const char replacements[] = "{}[]<>\\\" 0123456789-\n\xff";
-    for (int round = 0; round < 300; ++round) {
-        std::string damaged = whole;
-        int changes = 1 + static_cast<int>(random() % 8);
-        for (int i = 0; i < changes; ++i)
-            damaged[random() % damaged.size()] = replacements[random() % (sizeof replacements - 1)];
-        qvTest::writeFileBytes(cutPath, damaged);
-        qvTest::Scene copy;
-        try {
-            qvTest::readSceneFile(copy, cutPath);
-        } catch (const ErrorCapture::FatalError&) {
+        // Every proper prefix is a truncated file; in text only the final newline can go
+        // without harm.
+        for (size_t length = 0; length < whole.size(); length += 1 + length / 50) {
+            qvTest::writeFileBytes(cutPath, whole.substr(0, length));
+            qvTest::Scene copy;
+            qvTest::SceneReadResult result = qvTest::readSceneFile(copy, cutPath);
+            EXPECT_TRUE(!result.opened || result.status == ioBadData || (ascii && length + 1 == whole.size()))
+                << method << " cut at " << length;
+        }
+
+        // Damaged bytes end in any status or a fatal error, but never crash, hang or overread:
+        // the text's syntax characters, or any byte of a binary file's packets.
+        std::mt19937 random(11 + method);
+        const char syntax[] = "{}[]<>\\\" 0123456789-\n\xff";
+        size_t from = ascii ? 0 : whole.find("\n@\n", whole.find("\n@\n") + 3) + 3;
+        for (int round = 0; round < 300; ++round) {
+            std::string damaged = whole;
+            for (int i = 1 + static_cast<int>(random() % 8); i > 0; --i)
+                damaged[from + random() % (whole.size() - from)] =
+                    ascii ? syntax[random() % (sizeof syntax - 1)] : static_cast<char>(random());
+            qvTest::writeFileBytes(cutPath, damaged);
+            qvTest::Scene copy;
+            try {
+                qvTest::readSceneFile(copy, cutPath);
+            } catch (const ErrorCapture::FatalError&) {
+            }
         }
     }
 }

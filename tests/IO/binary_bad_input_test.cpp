@@ -1,10 +1,8 @@
 #include "ioMethodHelpers.h"
 #include "ioPacketFileDebug.h"
-#include "qvTestScene.h"
 
 #include <gtest/gtest.h>
 
-#include <random>
 
 using ioTest::ErrorCapture;
 using ioTest::int32Bytes;
@@ -141,39 +139,4 @@ TEST(BinaryBadInput, ForgedBodyLengthCostsOnlyWhatTheStreamDelivers)
     EXPECT_EQ(buffer->getType(), nullptr);
     EXPECT_LE(buffer->getCapacity(), 4 << 20);
     in.close();
-}
-
-TEST(BinaryBadInput, CutAndDamagedFilesNeverGoWrong)
-{
-    qvTest::TempDir dir;
-    qvTest::Scene scene = qvTest::makeScene({40, 5, 3, 1});
-    for (ioWriteMethod method : {ioWriteBinary, ioWriteBinaryDebug}) {
-        std::string path = dir.file("scene.qv");
-        ASSERT_EQ(qvTest::writeSceneFile(scene, path, method), ioOk);
-        const std::string whole = qvTest::readFileBytes(path);
-        ErrorCapture errors;
-        std::string cutPath = dir.file("cut.qv");
-        for (size_t length = 0; length < whole.size(); length += 1 + length / 40) {
-            qvTest::writeFileBytes(cutPath, whole.substr(0, length));
-            qvTest::Scene copy;
-            qvTest::SceneReadResult result = qvTest::readSceneFile(copy, cutPath);
-            EXPECT_TRUE(!result.opened || result.status == ioBadData) << method << " cut at " << length;
-        }
-
-        // Damaged bytes end in any status or a fatal error, but never crash, hang or overread.
-        std::mt19937 random(17 + method);
-        size_t packetsAt = whole.size() - ioTest::packetsOf(whole).size();
-        for (int round = 0; round < 300; ++round) {
-            std::string damaged = whole;
-            int changes = 1 + static_cast<int>(random() % 6);
-            for (int i = 0; i < changes; ++i)
-                damaged[packetsAt + random() % (whole.size() - packetsAt)] = static_cast<char>(random());
-            qvTest::writeFileBytes(cutPath, damaged);
-            qvTest::Scene copy;
-            try {
-                qvTest::readSceneFile(copy, cutPath);
-            } catch (const ErrorCapture::FatalError&) {
-            }
-        }
-    }
 }

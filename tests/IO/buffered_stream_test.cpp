@@ -47,35 +47,9 @@ public:
     bool closed = false;
 };
 
-// A filter that passes bytes to the buffer beneath and copies its status up.
-class PassFilter : public ioBuffer {
-public:
-    explicit PassFilter(bool input) : ioBuffer(input) {}
-    int type() const override { return typeChecksum; }
-    void close() override { next->close(); }
-    int read(char* data, int size) override
-    {
-        int n = next->readBytes(data, size);
-        promoteStatus(n == 0);
-        return n;
-    }
-    void write(const char* data, int size) override
-    {
-        next->writeBytes(data, size);
-        promoteStatus(false);
-    }
-    ioBuffer* below() const { return next; }
-};
-
 class TestOutput : public ioBufferedStreamOutput {
 public:
     void use(ioBuffer* buffer) { replaceChain(buffer); }
-    void setBufferStatus(int value)
-    {
-        top->setStatus(value);
-        promoteBufferStatus();
-    }
-    void resetStatus() { setStatus(ioStreamOk); }
 };
 
 class TestInput : public ioBufferedStreamInput {
@@ -90,41 +64,6 @@ void recordProgress(int total)
 }
 
 } // namespace
-
-TEST(BufferedStream, BufferStatusIsPromotedByTheFixedTable)
-{
-    TestOutput stream;
-    stream.use(new RecordingBuffer(false));
-    const ioStreamStatus expected[] = {ioStreamOk, ioStreamOpenFailed, ioStreamEOF,
-                                       ioStreamNoSpace, ioStreamChecksumError,
-                                       ioStreamEndOfSection, ioStreamIOError};
-    for (int bufferStatus = 1; bufferStatus <= 6; ++bufferStatus) {
-        stream.resetStatus();
-        stream.setBufferStatus(bufferStatus);
-        EXPECT_EQ(stream.getStatus(), expected[bufferStatus]) << bufferStatus;
-        EXPECT_FALSE(stream.good());
-    }
-    // A good buffer leaves the stream's status alone.
-    stream.setBufferStatus(0);
-    EXPECT_EQ(stream.getStatus(), ioStreamIOError);
-    stream.close();
-}
-
-TEST(BufferedStream, FiltersTakeFailuresAlwaysAndEndsOnlyAtTheEnd)
-{
-    for (int below = 0; below <= 6; ++below) {
-        for (bool atEnd : {false, true}) {
-            PassFilter filter(true);
-            RecordingBuffer* bottom = new RecordingBuffer(true);
-            filter.setNext(bottom);
-            bottom->setStatus(below);
-            filter.promoteStatus(atEnd);
-            bool isEnd = below == 2 || below == 5;
-            int expected = below == 0 ? 0 : (isEnd && !atEnd ? 0 : below);
-            EXPECT_EQ(filter.status(), expected) << below << " " << atEnd;
-        }
-    }
-}
 
 TEST(BufferedStream, WriteCharHandsEachCharacterOnAndBulkWritesFillTheArea)
 {

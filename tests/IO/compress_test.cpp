@@ -85,18 +85,6 @@ TEST(Compress, StaysInStepAcrossClearsAndWidthChanges)
     EXPECT_TRUE(bytes == ioTest::writeFiltered(lzw, data.substr(0, 20000)));
 }
 
-TEST(Compress, StringsLongerThanTheClassicStackDecode)
-{
-    // A run of one value makes strings one byte longer each time: 32 MB give strings of more
-    // than 8,100 bytes, beyond the 8000-byte stack of the classic decoder.
-    std::string run(32u << 20, '\x5A');
-    std::string bytes = ioTest::writeFiltered(lzw, run, "end");
-    ioTest::FilteredRead read = ioTest::readFiltered(lzw, bytes, run.size(), 3);
-    EXPECT_EQ(read.status, ioStreamOk);
-    EXPECT_TRUE(read.payload == run);
-    EXPECT_EQ(read.trailer, "end");
-}
-
 TEST(Compress, SeveralSectionsInOneStream)
 {
     std::string bytes;

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 using ioTest::Filter;
 
 namespace {
@@ -49,35 +47,6 @@ TEST(FilterStacks, EveryOrderOfFiltersRoundTripsOverFiles)
             expectFileRoundTrip(dir.file("stack.bin"), stack, data.substr(0, size));
         }
     }
-}
-
-TEST(FilterStacks, EverySmallSizeRoundTripsThroughAllThreeFilters)
-{
-    std::string data = ioTest::mixedData(3000, 23);
-    for (const auto& stack : ioTest::everyStack()) {
-        if (stack.size() != 3)
-            continue;
-        for (size_t size = 1; size <= 3000; size += size < 120 ? 1 : 211) {
-            std::string part = data.substr(0, size);
-            ioTest::FilteredRead read =
-                ioTest::readFiltered(stack, ioTest::writeFiltered(stack, part, "t"), size, 1);
-            ASSERT_TRUE(read.payload == part) << ioTest::stackName(stack) << " size " << size;
-            ASSERT_EQ(read.trailer, "t") << ioTest::stackName(stack) << " size " << size;
-        }
-    }
-}
-
-// 64 MB of mixed data through each filter and each three-filter stack: a few seconds natively,
-// longer under emulation, so only when QVBASE_BIG_TESTS is set.
-TEST(FilterStacks, SixtyFourMegabytesRoundTrip)
-{
-    if (!std::getenv("QVBASE_BIG_TESTS"))
-        GTEST_SKIP() << "set QVBASE_BIG_TESTS=1 to run";
-    std::string data = ioTest::mixedData(64u << 20, 24);
-    qvTest::TempDir dir;
-    for (const auto& stack : ioTest::everyStack())
-        if (stack.size() != 2)
-            expectFileRoundTrip(dir.file("big.bin"), stack, data);
 }
 
 TEST(FilterStacks, SceneThroughFiltersAfterTheRegistry)

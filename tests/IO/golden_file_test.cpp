@@ -1,3 +1,4 @@
+#include "ioBufferedStream.h"
 #include "ioTestHelpers.h"
 #include "qvTestScene.h"
 
@@ -5,26 +6,64 @@
 
 #include <cstdlib>
 
-// A scene file written by the library and committed: every platform must write the same bytes
-// and read the committed bytes back to the same scene. Set QVBASE_REGENERATE_GOLDEN=1 to
-// rewrite it after a deliberate format change.
+// Scene files written by the library and committed: every platform must write the same bytes
+// (fixed-width fields, one byte order, the same number text) and read the committed bytes back
+// to the same scene. Set QVBASE_REGENERATE_GOLDEN=1 to rewrite them after a deliberate format
+// change.
 TEST(GoldenFile, EveryPlatformWritesAndReadsTheCommittedBytes)
 {
-    const qvTest::Scene scene = qvTest::makeScene({60, 21, 3, 2});
-    const std::string golden = qvTest::dataFile("io_scene_ascii.qv");
+    struct Case {
+        const char* file;
+        ioWriteMethod method;
+        bool filtered; // checksummed and compressed after the registry
+        qvTest::SceneOptions options;
+    };
+    const Case cases[] = {
+        {"io_scene_ascii.qv", ioWriteAscii, false, {60, 21, 3, 2}},
+        {"io_scene_binary.qv", ioWriteBinary, false, {60, 21, 3, 2}},
+        {"io_scene_binary_debug.qv", ioWriteBinaryDebug, false, {60, 21, 3, 2}},
+        {"io_scene_compressed_checksummed.qv", ioWriteAscii, true, {300, 41, 6, 2}},
+    };
     qvTest::TempDir dir;
-    std::string path = dir.file("scene.qv");
-    ASSERT_EQ(qvTest::writeSceneFile(scene, path, ioWriteAscii), ioOk);
-    if (std::getenv("QVBASE_REGENERATE_GOLDEN"))
-        qvTest::writeFileBytes(golden, qvTest::readFileBytes(path));
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        const qvTest::Scene scene = qvTest::makeScene(c.options);
+        const std::string golden = qvTest::dataFile(c.file);
+        std::string path = dir.file("scene.qv");
+        {
+            ioBufferedStreamOutput out;
+            out.openFile(path.c_str());
+            ASSERT_EQ(qvTest::writeScene(scene, out, c.method, [&] {
+                if (c.filtered) {
+                    out.checksum(true);
+                    out.compress(true);
+                }
+            }), ioOk);
+            if (c.filtered) {
+                out.compress(false);
+                out.checksum(false);
+            }
+            out.close();
+        }
+        if (std::getenv("QVBASE_REGENERATE_GOLDEN"))
+            qvTest::writeFileBytes(golden, qvTest::readFileBytes(path));
 
-    std::string expected = qvTest::readFileBytes(golden);
-    ASSERT_FALSE(expected.empty()) << golden;
-    EXPECT_TRUE(qvTest::readFileBytes(path) == expected) << "written bytes differ from " << golden;
+        std::string expected = qvTest::readFileBytes(golden);
+        ASSERT_FALSE(expected.empty()) << golden;
+        EXPECT_TRUE(qvTest::readFileBytes(path) == expected) << "written bytes differ from " << golden;
 
-    qvTest::Scene copy;
-    qvTest::SceneReadResult result = qvTest::readSceneFile(copy, golden);
-    EXPECT_EQ(result.status, ioOk);
-    EXPECT_EQ(qvTest::compareScenes(scene, copy), "");
-    EXPECT_EQ(result.unresolved.size(), 2u);
+        ioBufferedStreamInput in;
+        in.openFile(golden.c_str());
+        qvTest::Scene copy;
+        qvTest::SceneReadResult result = qvTest::readScene(copy, in, [&] {
+            if (c.filtered) {
+                in.checksum(true);
+                in.compress(true);
+            }
+        });
+        in.close();
+        EXPECT_EQ(result.status, ioOk);
+        EXPECT_EQ(qvTest::compareScenes(scene, copy), "");
+        EXPECT_EQ(result.unresolved.size(), 2u);
+    }
 }

@@ -1,8 +1,8 @@
 #ifndef IO_METHOD_HELPERS_H
 #define IO_METHOD_HELPERS_H
 
-// Writing and reading small files in any method, the packet bytes of a file, and big-endian
-// files made on this (little-endian) machine for the swapping readers.
+// The packet bytes of a file, and big-endian files made on this (little-endian) machine for
+// the swapping readers.
 
 #include "ioPacketFileBinary.h"
 #include "ioTestHelpers.h"
@@ -13,24 +13,6 @@
 #include <vector>
 
 namespace ioTest {
-
-// Writes a whole file in method: startFile, body(ctx), endFile. Returns the file's bytes.
-inline std::string writeMethodFile(const std::string& path, ioPacketRegistry& registry,
-                                   ioWriteMethod method,
-                                   const std::function<void(ioWriteContext&)>& body,
-                                   ioStatus* status = nullptr)
-{
-    ioBufferedStreamOutput out;
-    out.openFile(path.c_str());
-    std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(out, method, &registry));
-    ctx->startFile();
-    body(*ctx);
-    ctx->endFile();
-    if (status)
-        *status = ctx->getStatus();
-    out.close();
-    return qvTest::readFileBytes(path);
-}
 
 // What follows the header and the registry (each ends with an "@" line).
 inline std::string packetsOf(const std::string& file)

@@ -99,14 +99,15 @@ public:
     std::vector<std::pair<void*, int>> unresolved;
 };
 
-// Writes a whole ASCII file: startFile, body(ctx), endFile. Returns the file's bytes.
-inline std::string writeAsciiFile(const std::string& path, ioPacketRegistry& registry,
-                                  const std::function<void(ioWriteContext&)>& body,
-                                  ioStatus* status = nullptr)
+// Writes a whole file in method: startFile, body(ctx), endFile. Returns the file's bytes.
+inline std::string writeMethodFile(const std::string& path, ioPacketRegistry& registry,
+                                   ioWriteMethod method,
+                                   const std::function<void(ioWriteContext&)>& body,
+                                   ioStatus* status = nullptr)
 {
     ioBufferedStreamOutput out;
     out.openFile(path.c_str());
-    std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(out, ioWriteAscii, &registry));
+    std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(out, method, &registry));
     ctx->startFile();
     body(*ctx);
     ctx->endFile();
@@ -114,6 +115,13 @@ inline std::string writeAsciiFile(const std::string& path, ioPacketRegistry& reg
         *status = ctx->getStatus();
     out.close();
     return qvTest::readFileBytes(path);
+}
+
+inline std::string writeAsciiFile(const std::string& path, ioPacketRegistry& registry,
+                                  const std::function<void(ioWriteContext&)>& body,
+                                  ioStatus* status = nullptr)
+{
+    return writeMethodFile(path, registry, ioWriteAscii, body, status);
 }
 
 struct ReadOutcome {

@@ -1,5 +1,4 @@
-#include "ioPacketFileDebug.h"
-#include "internal/ioReferenceMapImpl.h"
+#include "ioPacketFileAscii.h"
 #include "ioTestHelpers.h"
 
 #include <gtest/gtest.h>
@@ -121,57 +120,6 @@ TEST(Registry, NumbersTypesAndReadsTheFileRegistry)
     EXPECT_EQ(readRegistryText("0 a\n1 b\n", cut), ioError);
     TestRegistry garbage(true);
     EXPECT_EQ(readRegistryText("zzz\n@\n", garbage), ioBadData);
-}
-
-TEST(ContextAlloc, EveryMethodGetsItsContextAndUnknownMethodsNone)
-{
-    qvTest::TempDir dir;
-    std::string path = dir.file("a");
-    ioBufferedStreamOutput out;
-    out.openFile(path.c_str());
-    TestRegistry registry(false);
-    for (ioWriteMethod method : {ioWriteAscii, ioWriteBinary, ioWriteAsciiDebug, ioWriteBinaryDebug}) {
-        std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(out, method, &registry));
-        ASSERT_NE(ctx, nullptr);
-        EXPECT_EQ(ctx->getRegistry(), &registry);
-        EXPECT_EQ(ctx->header().getMethod(), method);
-        bool binary = dynamic_cast<ioWriteContextBinary*>(ctx.get()) != nullptr;
-        EXPECT_EQ(binary, method == ioWriteBinary || method == ioWriteBinaryDebug) << method;
-    }
-    EXPECT_EQ(ioWriteContextAlloc(out, static_cast<ioWriteMethod>(4), &registry), nullptr);
-    out.close();
-
-    ErrorCapture errors;
-    struct Case {
-        const char* byteOrderAndMethod;
-        bool (*isExpected)(ioReadContext*);
-    };
-    const Case cases[] = {
-        {"1 1 1", [](ioReadContext* c) { return dynamic_cast<ioReadContextBinarySameEndian*>(c) != nullptr; }},
-        {"0 1 1", [](ioReadContext* c) { return dynamic_cast<ioReadContextBinarySwapped*>(c) != nullptr; }},
-        {"1 0 1", [](ioReadContext* c) { return dynamic_cast<ioReadContextAscii*>(c) != nullptr; }},
-        {"1 3 1", [](ioReadContext* c) { return dynamic_cast<ioReadContextBinaryDebugSameEndian*>(c) != nullptr; }},
-        {"0 3 1", [](ioReadContext* c) { return dynamic_cast<ioReadContextBinaryDebugSwapped*>(c) != nullptr; }},
-        {"1 2 1", [](ioReadContext* c) { return dynamic_cast<ioReadContextAsciiDebug*>(c) != nullptr; }},
-        {"1 7 1", [](ioReadContext* c) { return c == nullptr; }},
-    };
-    for (const Case& c : cases) {
-        qvTest::writeFileBytes(path, std::string("^@\n1\n") + c.byteOrderAndMethod + "\n1 2 4 8 4 8 4\n@\n");
-        ioBufferedStreamInput in;
-        in.openFile(path.c_str());
-        std::unique_ptr<ioReadContext> ctx(ioReadContextAlloc(in, &registry));
-        EXPECT_TRUE(c.isExpected(ctx.get())) << c.byteOrderAndMethod;
-        if (ctx) {
-            EXPECT_EQ(ctx->getRegistry(), &registry);
-        }
-        in.close();
-    }
-    qvTest::writeFileBytes(path, "not a packet file");
-    ioBufferedStreamInput in;
-    in.openFile(path.c_str());
-    EXPECT_EQ(ioReadContextAlloc(in, &registry), nullptr);
-    in.close();
-    EXPECT_NE(errors.messages().find("no valid packet file header"), std::string::npos);
 }
 
 TEST(WriteContext, MisuseSetsErrorAndTheEndOfFileStillFollows)
@@ -354,30 +302,4 @@ TEST(ReadContext, HaltSkippedPacketsAndMissingDefinitions)
                                  "  definition was provided by the client code.\n"
                                  "  The undefined reference is: 0.\n"
                                  "ioPacketFile: Fatal error.  Aborting.\n");
-}
-
-TEST(ReferenceMap, GrowsInStepsAndKeepsForgedNumbersSparse)
-{
-    std::unique_ptr<ioReferenceMap> map(ioReferenceMap::create());
-    auto* impl = static_cast<ioReferenceMapImpl*>(map.get());
-    int objects[4];
-    map->define(1, &objects[0], nullptr, false);
-    EXPECT_EQ(impl->denseSize(), 20001u);
-    map->define(20000, &objects[1], nullptr, false);
-    EXPECT_EQ(impl->denseSize(), 20001u);
-    map->define(20001, &objects[1], nullptr, false);
-    EXPECT_EQ(impl->denseSize(), 40001u);
-
-    void* slot = &objects[3];
-    map->addPendingSlot(2000000000, &slot, nullptr, 0);
-    map->define(1999999999, &objects[2], nullptr, false);
-    EXPECT_EQ(impl->denseSize(), 40001u);
-    EXPECT_EQ(impl->sparseSize(), 2u);
-    EXPECT_EQ(slot, nullptr);
-    map->define(2000000000, &objects[3], nullptr, false);
-    EXPECT_EQ(slot, &objects[3]);
-    EXPECT_EQ(map->objectOf(1999999999), &objects[2]);
-    EXPECT_EQ(map->objectOf(20001), &objects[1]);
-    EXPECT_EQ(map->referenceOf(&objects[3]), 2000000000);
-    EXPECT_EQ(map->newReference(&objects[0]), 1);
 }

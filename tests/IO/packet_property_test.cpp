@@ -336,7 +336,7 @@ bool sameGraph(const Graph& a, const Graph& b)
 TEST(PacketProperty, RandomGraphsRoundTripInEveryMethodAndByteOrder)
 {
     // Fewer seeds where files are slow (the 32-bit Windows build runs under an emulation layer).
-    const unsigned seeds = sizeof(long) == 8 ? 2000 : 100;
+    const unsigned seeds = sizeof(long) == 8 ? 600 : 60;
     qvTest::TempDir dir;
     std::string path = dir.file("graph.qv");
     ErrorCapture errors;

@@ -1,5 +1,4 @@
 #include "qvOSByteOrder.h"
-#include "qvOSLocale.h"
 #include "qvOSStopWatch.h"
 #include "qvOSSysInfo.h"
 
@@ -13,7 +12,6 @@ TEST(ByteOrder, SwapReversesSingleValuesAndArrays)
 {
     EXPECT_EQ(qvOS::swap(0x11223344), 0x44332211);
     EXPECT_EQ(qvOS::swap(static_cast<short>(0x1122)), static_cast<short>(0x2211));
-    EXPECT_EQ(qvOS::swap(qvOS::swap(-123456789L)), -123456789L);
     const double d = 1234.5678;
     const double swapped = qvOS::swap(d);
     unsigned char a[8], b[8];
@@ -28,8 +26,6 @@ TEST(ByteOrder, SwapReversesSingleValuesAndArrays)
     EXPECT_EQ(values[0], 0x01000000);
     EXPECT_EQ(values[1], 0x02000000);
     EXPECT_EQ(values[2], 0x04030201);
-    qvOS::swap(values, 0);
-    EXPECT_EQ(values[0], 0x01000000);
     long longs[2] = {1, 2};
     qvOS::swap(longs, 2);
     EXPECT_NE(longs[0], 1L);
@@ -41,7 +37,6 @@ TEST(ByteOrder, SwapReversesSingleValuesAndArrays)
 TEST(SysInfo, ReportsThisMachine)
 {
     qvOS::SysInfo& info = qvOS::sysInfo();
-    EXPECT_EQ(&info, &qvOS::sysInfo());
     EXPECT_GE(info.pageSize(), 4096u);
     EXPECT_EQ(info.pageSize() % 4096u, 0u);
     EXPECT_EQ(info.pageSize(), qvOS::SysInfo::getPageSize());
@@ -55,7 +50,6 @@ TEST(SysInfo, ReportsThisMachine)
     ASSERT_NE(host, nullptr);
     EXPECT_GT(std::strlen(host), 0u);
     EXPECT_LE(std::strlen(host), 15u);
-    EXPECT_EQ(host, info.hostname());
 }
 
 TEST(StopWatch, AccumulatesOnlyWhileRunning)
@@ -79,17 +73,4 @@ TEST(StopWatch, AccumulatesOnlyWhileRunning)
     watch.clear();
     EXPECT_FALSE(watch.isRunning());
     EXPECT_EQ(watch.check(), 0.0);
-}
-
-TEST(Locale, SettersAreSuccessfulNoOps)
-{
-    qvOS::Locale& locale = qvOS::appLocale();
-    EXPECT_EQ(&locale, &qvOS::appLocale());
-    const qvString::CString name = locale.getName();
-    const bool wasDefault = locale.isDefault();
-    EXPECT_FALSE(name.isEmpty());
-    EXPECT_TRUE(locale.setLocale(qvString::CString("de_DE.UTF-8")));
-    EXPECT_TRUE(locale.setDefault());
-    EXPECT_EQ(locale.getName(), name);
-    EXPECT_EQ(locale.isDefault(), wasDefault);
 }

@@ -105,9 +105,15 @@ TEST(TCPSocket, PeerClosingMidBufferEndsTheReadWithCode4AndTheCountReceived)
     ASSERT_EQ(done, 100u);
     EXPECT_EQ(std::string(buffer.data(), 100), sent);
 
-    // A string read that fails leaves the string alone; in throw mode the failure is thrown.
+    // A string read that fails, before or inside the string, leaves the string alone; in throw
+    // mode the failure is thrown.
     qvString::CString kept("kept");
     EXPECT_EQ(c.client->read(kept).num(), 4);
+    tcpTest::Connection cut = connectPair();
+    ASSERT_TRUE(cut.accepted);
+    ASSERT_FALSE(cut.accepted->write("\0\12abc", 5, nullptr)); // 10 bytes announced, 3 sent
+    cut.accepted->close(3);
+    EXPECT_EQ(cut.client->read(kept).num(), 4);
     EXPECT_EQ(bytesOf(kept), "kept");
     c.client->setThrowMode(true);
     EXPECT_THROW(c.client->read(buffer.data(), 1, &done), qvUtil::Error);

@@ -624,23 +624,4 @@ std::vector<std::string> expectedUnreferenced(const Scene& scene)
     return names;
 }
 
-long long sceneValueCount(const Scene& scene)
-{
-    long long count = 0;
-    for (const auto& mesh : scene.meshes)
-        count += static_cast<long long>(
-            2 + 11 + mesh->flags.size() + mesh->chars.size() + mesh->bytes.size()
-            + mesh->shorts.size() + mesh->ushorts.size() + mesh->indices.size()
-            + mesh->uints.size() + mesh->ids.size() + mesh->uids.size() + mesh->positions.size()
-            + mesh->weights.size());
-    for (const auto& material : scene.materials) {
-        count += 8;
-        for (const SceneLayer& layer : material->layers)
-            count += 3 + static_cast<long long>(layer.values.size());
-    }
-    for (const auto& node : scene.nodes)
-        count += 9 + static_cast<long long>(node->children.size()) + 16 + 6;
-    return count;
-}
-
 } // namespace qvTest

@@ -127,9 +127,6 @@ std::string compareScenes(const Scene& expected, const Scene& actual);
 // unreferenced at the end of a file (compare with the sorted SceneReadResult::unreferenced).
 std::vector<std::string> expectedUnreferenced(const Scene& scene);
 
-// Total of all array elements and scalar values written for the scene (for throughput figures).
-long long sceneValueCount(const Scene& scene);
-
 } // namespace qvTest
 
 #endif

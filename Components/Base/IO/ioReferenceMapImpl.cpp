@@ -9,21 +9,69 @@ ioReferenceMap* ioReferenceMap::create()
     return new ioReferenceMapImpl();
 }
 
+void ioObjectNumbers::set(const void* object, int number)
+{
+    if (!object)
+        return;
+    if (2 * (used + 1) > slots.size())
+        rehash(slots.empty() ? 64 : 2 * slots.size());
+    std::size_t i = home(object);
+    while (slots[i].object && slots[i].object != object)
+        i = (i + 1) & mask();
+    if (!slots[i].object)
+        ++used;
+    slots[i] = Slot{object, number};
+}
+
+void ioObjectNumbers::erase(const void* object, int number)
+{
+    if (slots.empty() || !object)
+        return;
+    std::size_t hole = home(object);
+    while (slots[hole].object != object) {
+        if (!slots[hole].object)
+            return;
+        hole = (hole + 1) & mask();
+    }
+    if (slots[hole].number != number)
+        return;
+    // Backward shift: later entries of the probe run move into the hole when their home slot
+    // does not lie between the hole and where they are, so lookups never stop early.
+    for (std::size_t i = (hole + 1) & mask(); slots[i].object; i = (i + 1) & mask()) {
+        std::size_t from = home(slots[i].object);
+        if (((i - from) & mask()) >= ((i - hole) & mask())) {
+            slots[hole] = slots[i];
+            hole = i;
+        }
+    }
+    slots[hole] = Slot{nullptr, 0};
+    --used;
+}
+
+void ioObjectNumbers::rehash(std::size_t size)
+{
+    std::vector<Slot> old(size, Slot{nullptr, 0});
+    old.swap(slots);
+    shift = 64;
+    for (std::size_t s = size; s > 1; s >>= 1)
+        --shift;
+    used = 0;
+    for (const Slot& slot : old)
+        if (slot.object)
+            set(slot.object, slot.number);
+}
+
 ioReferenceMapImpl::ioReferenceMapImpl() : usedEntries(0), nextNumber(1) {}
 
 int ioReferenceMapImpl::referenceOf(const void* object) const
 {
-    if (!object)
-        return 0;
-    auto it = numbers.find(object);
-    return it == numbers.end() ? 0 : it->second;
+    return numbers.find(object);
 }
 
 int ioReferenceMapImpl::newReference(const void* object)
 {
     int number = nextNumber++;
-    if (object)
-        numbers[object] = number;
+    numbers.set(object, number);
     return number;
 }
 
@@ -80,8 +128,7 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
     if (number < 1)
         return;
     Entry& entry = entryFor(number);
-    if (object)
-        numbers[object] = number;
+    numbers.set(object, number);
     entry.known = 1;
     if (synonym && entry.defined)
         return;
@@ -96,11 +143,7 @@ void ioReferenceMapImpl::undefine(int number)
     Entry* entry = find(number);
     if (!entry)
         return;
-    if (entry->object) {
-        auto it = numbers.find(entry->object);
-        if (it != numbers.end() && it->second == number)
-            numbers.erase(it);
-    }
+    numbers.erase(entry->object, number);
     entry->defined = 0;
     entry->object = nullptr;
 }

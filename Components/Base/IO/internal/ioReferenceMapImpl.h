@@ -6,8 +6,49 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <unordered_map>
 #include <vector>
+
+// Object addresses to reference numbers: open addressing with linear probing over a table whose
+// size is a power of two, at most half full. Unlike a node-based map it allocates only when it
+// doubles, which matters because every object written or read is entered once.
+class ioObjectNumbers {
+public:
+    // The number of object, or 0 when it has none.
+    int find(const void* object) const
+    {
+        if (slots.empty() || !object)
+            return 0;
+        for (std::size_t i = home(object);; i = (i + 1) & mask()) {
+            const Slot& slot = slots[i];
+            if (slot.object == object)
+                return slot.number;
+            if (!slot.object)
+                return 0;
+        }
+    }
+    // Binds a non-null object to number, replacing its previous number.
+    void set(const void* object, int number);
+    // Forgets object if it is bound to number.
+    void erase(const void* object, int number);
+
+private:
+    struct Slot {
+        const void* object;
+        int number;
+    };
+    std::size_t mask() const { return slots.size() - 1; }
+    std::size_t home(const void* object) const
+    {
+        // Fibonacci hashing: the top bits of the product spread aligned addresses evenly.
+        uint64_t bits = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(object));
+        return static_cast<std::size_t>((bits * 0x9E3779B97F4A7C15ull) >> shift);
+    }
+    void rehash(std::size_t size);
+
+    std::vector<Slot> slots;
+    std::size_t used = 0;
+    int shift = 64;
+};
 
 // Entries live in a vector indexed by number. A number at or past its end that is defined or
 // waited for grows the vector to that number plus 20000, so numbering in steps of one rarely
@@ -66,7 +107,7 @@ private:
     std::vector<Entry> entries;
     std::map<int, Entry> farEntries;
     std::vector<PendingSlot> pendingSlots;
-    std::unordered_map<const void*, int> numbers;
+    ioObjectNumbers numbers;
     std::size_t usedEntries;
     int nextNumber;
 };

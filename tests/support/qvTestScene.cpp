@@ -350,6 +350,27 @@ template <typename T> int indexOf(const T* object)
     return object ? object->index : -1;
 }
 
+// Puts objects read in file order back in index order: each straight into its place when the
+// indices are 0 to n-1 (as in every complete file), else by a stable sort.
+template <typename T> void orderByIndex(std::vector<std::unique_ptr<T>>& objects)
+{
+    size_t n = objects.size();
+    std::vector<char> seen(n);
+    for (const auto& object : objects) {
+        size_t at = static_cast<size_t>(object->index);
+        if (object->index < 0 || at >= n || seen[at]) {
+            std::stable_sort(objects.begin(), objects.end(),
+                             [](const auto& a, const auto& b) { return a->index < b->index; });
+            return;
+        }
+        seen[at] = 1;
+    }
+    std::vector<std::unique_ptr<T>> placed(n);
+    for (auto& object : objects)
+        placed[static_cast<size_t>(object->index)] = std::move(object);
+    objects.swap(placed);
+}
+
 } // namespace
 
 Scene makeScene(const SceneOptions& options)
@@ -510,10 +531,9 @@ SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
     ctx->readFile(client);
     result.status = ctx->getStatus();
     result.packetsRead = ctx->getPacketsRead();
-    auto byIndex = [](const auto& a, const auto& b) { return a->index < b->index; };
-    std::stable_sort(scene.meshes.begin(), scene.meshes.end(), byIndex);
-    std::stable_sort(scene.materials.begin(), scene.materials.end(), byIndex);
-    std::stable_sort(scene.nodes.begin(), scene.nodes.end(), byIndex);
+    orderByIndex(scene.meshes);
+    orderByIndex(scene.materials);
+    orderByIndex(scene.nodes);
     return result;
 }
 

@@ -449,16 +449,6 @@ void ioReadContextBinary::reportOverrun()
     setStatus(ioBadData);
 }
 
-const char* ioReadContextBinary::take(int64_t size)
-{
-    if (!buffer)
-        return nullptr;
-    const char* p = buffer->take(size);
-    if (!p)
-        reportOverrun();
-    return p;
-}
-
 bool ioReadContextBinary::readBool()
 {
     const char* p = take(1);

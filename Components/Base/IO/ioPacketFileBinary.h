@@ -191,7 +191,15 @@ public:
 
 protected:
     // size bytes of the packet, or null after reporting a read past the end of the region.
-    const char* take(int64_t size);
+    const char* take(int64_t size)
+    {
+        if (!buffer)
+            return nullptr;
+        const char* p = buffer->take(size);
+        if (!p)
+            reportOverrun();
+        return p;
+    }
     void reportOverrun();
 
     ioPacketFileBinaryBuffer* buffer;

@@ -65,12 +65,14 @@ ioReferenceMapImpl::ioReferenceMapImpl() : usedEntries(0), nextNumber(1) {}
 
 int ioReferenceMapImpl::referenceOf(const void* object) const
 {
+    indexDefinedObjects();
     return numbers.find(object);
 }
 
 int ioReferenceMapImpl::newReference(const void* object)
 {
     int number = nextNumber++;
+    indexDefinedObjects();
     numbers.set(object, number);
     return number;
 }
@@ -101,16 +103,23 @@ ioReferenceMapImpl::Entry& ioReferenceMapImpl::entryFor(int number)
         allowed = denseFloor;
     if (wanted > allowed) {
         Entry& far = farEntries[number];
-        far = Entry{0, 0, 0, nullptr, nullptr, -1};
+        far = Entry{0, 0, 0, -1, nullptr, nullptr};
         return far;
     }
-    entries.resize(wanted, Entry{0, 0, 0, nullptr, nullptr, -1});
+    entries.resize(wanted, Entry{0, 0, 0, -1, nullptr, nullptr});
     // Far entries that the vector now covers move into it.
     while (!farEntries.empty() && static_cast<size_t>(farEntries.begin()->first) < wanted) {
         entries[static_cast<size_t>(farEntries.begin()->first)] = farEntries.begin()->second;
         farEntries.erase(farEntries.begin());
     }
     return entries[static_cast<size_t>(number)];
+}
+
+void ioReferenceMapImpl::indexDefinedObjects() const
+{
+    for (const auto& bound : unindexed)
+        numbers.set(bound.first, bound.second);
+    unindexed.clear();
 }
 
 void ioReferenceMapImpl::fillPendingSlots(Entry& entry)
@@ -128,7 +137,8 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
     if (number < 1)
         return;
     Entry& entry = entryFor(number);
-    numbers.set(object, number);
+    if (object)
+        unindexed.emplace_back(object, number);
     entry.known = 1;
     if (synonym && entry.defined)
         return;
@@ -143,6 +153,7 @@ void ioReferenceMapImpl::undefine(int number)
     Entry* entry = find(number);
     if (!entry)
         return;
+    indexDefinedObjects();
     numbers.erase(entry->object, number);
     entry->defined = 0;
     entry->object = nullptr;

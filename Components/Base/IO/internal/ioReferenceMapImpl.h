@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <utility>
 #include <vector>
 
 // Object addresses to reference numbers: open addressing with linear probing over a table whose
@@ -86,9 +87,9 @@ private:
         uint32_t defined : 1;
         uint32_t known : 1;
         uint32_t uses : 30;
+        int32_t firstPending; // index into pendingSlots, -1 when none
         void* object;
         ioPacketType* type;
-        int32_t firstPending; // index into pendingSlots, -1 when none
     };
     struct PendingSlot {
         void** slot;
@@ -102,12 +103,17 @@ private:
     // The entry of number (at least 1), made when missing.
     Entry& entryFor(int number);
     void fillPendingSlots(Entry& entry);
+    // Enters the objects bound by define() into `numbers`, in the order they were bound.
+    void indexDefinedObjects() const;
     template <typename Visit> void forEachEntry(Visit visit);
 
     std::vector<Entry> entries;
     std::map<int, Entry> farEntries;
     std::vector<PendingSlot> pendingSlots;
-    ioObjectNumbers numbers;
+    // Reading binds every object it reads but rarely asks for an object's number, so define()
+    // only notes the pair and the table is built on the first question.
+    mutable ioObjectNumbers numbers;
+    mutable std::vector<std::pair<const void*, int>> unindexed;
     std::size_t usedEntries;
     int nextNumber;
 };

@@ -133,7 +133,7 @@ public:
     void writeDouble(double value) override;
     // The bytes and the terminating NUL (a null text is written as the empty string).
     void writeCString(const char* text) override;
-    // Element by element through writeBool.
+    // Bytes 0 and 1; derived contexts see each element through writeBool.
     void writeBoolArray(const bool* values, int count) override;
     // The other arrays: one block copy of the memory.
     void writeCharArray(const char* values, int count) override;

@@ -13,7 +13,7 @@ void ioObjectNumbers::set(const void* object, int number)
 {
     if (!object)
         return;
-    if (2 * (used + 1) > slots.size())
+    if (4 * (used + 1) > 3 * slots.size())
         rehash(slots.empty() ? 64 : 2 * slots.size());
     std::size_t i = home(object);
     while (slots[i].object && slots[i].object != object)
@@ -145,7 +145,10 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
     entry.defined = 1;
     entry.object = object;
     entry.type = type;
-    fillPendingSlots(entry);
+    // Writing never waits for numbers: skipping the look at the entry's list there saves a
+    // cache miss per packet.
+    if (!pendingSlots.empty())
+        fillPendingSlots(entry);
 }
 
 void ioReferenceMapImpl::undefine(int number)

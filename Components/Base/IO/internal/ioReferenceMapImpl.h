@@ -10,7 +10,7 @@
 #include <vector>
 
 // Object addresses to reference numbers: open addressing with linear probing over a table whose
-// size is a power of two, at most half full. Unlike a node-based map it allocates only when it
+// size is a power of two, at most three quarters full. Unlike a node-based map it allocates only when it
 // doubles, which matters because every object written or read is entered once.
 class ioObjectNumbers {
 public:

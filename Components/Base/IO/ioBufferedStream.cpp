@@ -163,7 +163,7 @@ char ioBufferedStreamInput::refillAndReadChar()
     return top->dataArea[top->position++];
 }
 
-int ioBufferedStreamInput::readData(char* data, int size)
+int ioBufferedStreamInput::readDataSlow(char* data, int size)
 {
     if (!top) {
         setStatus(ioStreamIOError);
@@ -260,7 +260,7 @@ void ioBufferedStreamOutput::writeChar(char c)
         top->dataArea[top->position++] = c;
 }
 
-void ioBufferedStreamOutput::writeData(const char* data, int size)
+void ioBufferedStreamOutput::writeDataSlow(const char* data, int size)
 {
     if (!top) {
         setStatus(ioStreamIOError);

@@ -103,10 +103,10 @@ ioReferenceMapImpl::Entry& ioReferenceMapImpl::entryFor(int number)
         allowed = denseFloor;
     if (wanted > allowed) {
         Entry& far = farEntries[number];
-        far = Entry{0, 0, 0, -1, nullptr, nullptr};
+        far = Entry{false, false, false, -1, nullptr, nullptr};
         return far;
     }
-    entries.resize(wanted, Entry{0, 0, 0, -1, nullptr, nullptr});
+    entries.resize(wanted, Entry{false, false, false, -1, nullptr, nullptr});
     // Far entries that the vector now covers move into it.
     while (!farEntries.empty() && static_cast<size_t>(farEntries.begin()->first) < wanted) {
         entries[static_cast<size_t>(farEntries.begin()->first)] = farEntries.begin()->second;
@@ -126,8 +126,7 @@ void ioReferenceMapImpl::fillPendingSlots(Entry& entry)
 {
     for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
         *pendingSlots[static_cast<size_t>(i)].slot = entry.object;
-        if (entry.uses < (1u << 30) - 1)
-            ++entry.uses;
+        entry.used = true;
     }
     entry.firstPending = -1;
 }
@@ -139,10 +138,10 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
     Entry& entry = entryFor(number);
     if (object)
         unindexed.emplace_back(object, number);
-    entry.known = 1;
+    entry.known = true;
     if (synonym && entry.defined)
         return;
-    entry.defined = 1;
+    entry.defined = true;
     entry.object = object;
     entry.type = type;
     // Writing never waits for numbers: skipping the look at the entry's list there saves a
@@ -158,7 +157,7 @@ void ioReferenceMapImpl::undefine(int number)
         return;
     indexDefinedObjects();
     numbers.erase(entry->object, number);
-    entry->defined = 0;
+    entry->defined = false;
     entry->object = nullptr;
 }
 
@@ -179,9 +178,8 @@ void ioReferenceMapImpl::use(int number, ioPacketType*)
     if (number < 1)
         return;
     Entry& entry = entryFor(number);
-    entry.known = 1;
-    if (entry.uses < (1u << 30) - 1)
-        ++entry.uses;
+    entry.known = true;
+    entry.used = true;
 }
 
 void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* type, int extra)
@@ -190,11 +188,10 @@ void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* t
     if (number < 1)
         return;
     Entry& entry = entryFor(number);
-    entry.known = 1;
+    entry.known = true;
     if (entry.defined) {
         *slot = entry.object;
-        if (entry.uses < (1u << 30) - 1)
-            ++entry.uses;
+        entry.used = true;
         return;
     }
     pendingSlots.push_back(PendingSlot{slot, type, extra, entry.firstPending});
@@ -222,7 +219,7 @@ void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
                 pending.type->handleUnresolvedPtr(client, pending.slot, pending.extra);
         }
         entry.firstPending = -1;
-        if (entry.defined && entry.uses == 0 && entry.type)
+        if (entry.defined && !entry.used && entry.type)
             entry.type->handleUnreferencedMemory(client, entry.object);
     });
 }

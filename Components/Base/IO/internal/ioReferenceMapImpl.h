@@ -83,10 +83,12 @@ public:
     static constexpr std::size_t densePerUsedEntry = 16;
 
 private:
+    // Flags are whole bytes, not bits, so that setting one is a plain store: writing a file
+    // marks entries all over the vector and need not wait for each to be loaded.
     struct Entry {
-        uint32_t defined : 1;
-        uint32_t known : 1;
-        uint32_t uses : 30;
+        bool defined;
+        bool known;
+        bool used; // only "never used" is reported
         int32_t firstPending; // index into pendingSlots, -1 when none
         void* object;
         ioPacketType* type;

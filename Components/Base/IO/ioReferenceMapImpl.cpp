@@ -103,10 +103,10 @@ ioReferenceMapImpl::Entry& ioReferenceMapImpl::entryFor(int number)
         allowed = denseFloor;
     if (wanted > allowed) {
         Entry& far = farEntries[number];
-        far = Entry{false, false, false, -1, nullptr, nullptr};
+        far = Entry{false, false, false, false, -1, nullptr, nullptr};
         return far;
     }
-    entries.resize(wanted, Entry{false, false, false, -1, nullptr, nullptr});
+    entries.resize(wanted, Entry{false, false, false, false, -1, nullptr, nullptr});
     // Far entries that the vector now covers move into it.
     while (!farEntries.empty() && static_cast<size_t>(farEntries.begin()->first) < wanted) {
         entries[static_cast<size_t>(farEntries.begin()->first)] = farEntries.begin()->second;
@@ -122,12 +122,15 @@ void ioReferenceMapImpl::indexDefinedObjects() const
     unindexed.clear();
 }
 
-void ioReferenceMapImpl::fillPendingSlots(Entry& entry)
+void ioReferenceMapImpl::fillPendingSlots(Entry& entry, void** latest)
 {
-    for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
-        *pendingSlots[static_cast<size_t>(i)].slot = entry.object;
-        entry.used = true;
-    }
+    if (!entry.several)
+        *latest = entry.object;
+    else
+        for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next)
+            *pendingSlots[static_cast<size_t>(i)].slot = entry.object;
+    entry.used = true;
+    entry.several = false;
     entry.firstPending = -1;
 }
 
@@ -141,19 +144,21 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
     entry.known = true;
     if (synonym && entry.defined)
         return;
+    // Writing never waits for numbers: not looking at the entry there saves a cache miss per
+    // packet. Slots wait only for numbers not yet defined.
+    bool waiting = !pendingSlots.empty() && entry.firstPending >= 0;
+    void** latest = waiting ? static_cast<void**>(entry.object) : nullptr;
     entry.defined = true;
     entry.object = object;
     entry.type = type;
-    // Writing never waits for numbers: skipping the look at the entry's list there saves a
-    // cache miss per packet.
-    if (!pendingSlots.empty())
-        fillPendingSlots(entry);
+    if (waiting)
+        fillPendingSlots(entry, latest);
 }
 
 void ioReferenceMapImpl::undefine(int number)
 {
     Entry* entry = find(number);
-    if (!entry)
+    if (!entry || !entry->defined)
         return;
     indexDefinedObjects();
     numbers.erase(entry->object, number);
@@ -195,7 +200,9 @@ void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* t
         return;
     }
     pendingSlots.push_back(PendingSlot{slot, type, extra, entry.firstPending});
+    entry.several = entry.firstPending >= 0;
     entry.firstPending = static_cast<int32_t>(pendingSlots.size() - 1);
+    entry.object = slot;
 }
 
 template <typename Visit> void ioReferenceMapImpl::forEachEntry(Visit visit)
@@ -218,7 +225,11 @@ void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
             if (pending.type)
                 pending.type->handleUnresolvedPtr(client, pending.slot, pending.extra);
         }
-        entry.firstPending = -1;
+        if (entry.firstPending >= 0) {
+            entry.firstPending = -1;
+            entry.several = false;
+            entry.object = nullptr; // only undefined numbers have waiting slots
+        }
         if (entry.defined && !entry.used && entry.type)
             entry.type->handleUnreferencedMemory(client, entry.object);
     });

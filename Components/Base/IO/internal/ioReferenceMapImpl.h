@@ -88,8 +88,11 @@ private:
     struct Entry {
         bool defined;
         bool known;
-        bool used; // only "never used" is reported
-        int32_t firstPending; // index into pendingSlots, -1 when none
+        bool used;    // only "never used" is reported
+        bool several; // more than one slot waits
+        int32_t firstPending; // index into pendingSlots of the latest waiting slot, -1 when none
+        // Defined: the object. Waiting: the latest waiting slot, so that filling a lone slot
+        // needs no look into pendingSlots. Otherwise null.
         void* object;
         ioPacketType* type;
     };
@@ -104,7 +107,8 @@ private:
     const Entry* find(int number) const;
     // The entry of number (at least 1), made when missing.
     Entry& entryFor(int number);
-    void fillPendingSlots(Entry& entry);
+    // Gives every waiting slot the entry's object; latest is the slot the entry kept.
+    void fillPendingSlots(Entry& entry, void** latest);
     // Enters the objects bound by define() into `numbers`, in the order they were bound.
     void indexDefinedObjects() const;
     template <typename Visit> void forEachEntry(Visit visit);

@@ -10,8 +10,8 @@
 #include <vector>
 
 // Object addresses to reference numbers: open addressing with linear probing over a table whose
-// size is a power of two, at most three quarters full. Unlike a node-based map it allocates only when it
-// doubles, which matters because every object written or read is entered once.
+// size is a power of two, at most three quarters full. Unlike a node-based map it allocates only
+// when it doubles, which matters because every object written is looked up at each reference.
 class ioObjectNumbers {
 public:
     // The number of object, or 0 when it has none.

@@ -39,7 +39,8 @@ std::string tempPath(const char* name)
     std::filesystem::path dir = std::filesystem::is_directory("/dev/shm", ec)
                                     ? std::filesystem::path("/dev/shm")
                                     : std::filesystem::temp_directory_path();
-    return (dir / name).string();
+    // The process id keeps runs of this benchmark from sharing (and truncating) each other's files.
+    return (dir / (std::to_string(::getpid()) + "_" + name)).string();
 }
 
 long long fileBytes(const std::string& path)

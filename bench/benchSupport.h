@@ -8,17 +8,19 @@
 #include <string>
 #include <system_error>
 
+#include <unistd.h> // getpid: the benchmarks run on POSIX systems
+
 namespace qvBench {
 
 // A path for a scratch file, in memory when the system offers /dev/shm, so that the disk does
-// not set the pace.
+// not set the pace. The process id keeps concurrent runs from truncating each other's files.
 inline std::string tempPath(const char* name)
 {
     std::error_code ec;
     std::filesystem::path dir = std::filesystem::is_directory("/dev/shm", ec)
                                     ? std::filesystem::path("/dev/shm")
                                     : std::filesystem::temp_directory_path();
-    return (dir / name).string();
+    return (dir / (std::to_string(::getpid()) + "_" + name)).string();
 }
 
 // Size of a file in bytes (0 when it cannot be queried).

@@ -350,6 +350,27 @@ template <typename T> int indexOf(const T* object)
     return object ? object->index : -1;
 }
 
+// Puts objects read in file order back in index order: each straight into its place when the
+// indices are 0 to n-1 (as in every complete file), else by a stable sort.
+template <typename T> void orderByIndex(std::vector<std::unique_ptr<T>>& objects)
+{
+    size_t n = objects.size();
+    std::vector<char> seen(n);
+    for (const auto& object : objects) {
+        size_t at = static_cast<size_t>(object->index);
+        if (object->index < 0 || at >= n || seen[at]) {
+            std::stable_sort(objects.begin(), objects.end(),
+                             [](const auto& a, const auto& b) { return a->index < b->index; });
+            return;
+        }
+        seen[at] = 1;
+    }
+    std::vector<std::unique_ptr<T>> placed(n);
+    for (auto& object : objects)
+        placed[static_cast<size_t>(object->index)] = std::move(object);
+    objects.swap(placed);
+}
+
 } // namespace
 
 Scene makeScene(const SceneOptions& options)
@@ -468,8 +489,16 @@ ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
     size_t meshAt = 0, materialAt = 0, nodeAt = 0;
     while (meshAt < scene.meshes.size() || materialAt < scene.materials.size()
            || nodeAt < nodes.size()) {
-        for (int i = 0; i < 2 && nodeAt < nodes.size(); ++i)
+        for (int i = 0; i < 2 && nodeAt < nodes.size(); ++i) {
+            // The shuffled order defeats the hardware's own prefetching: fetch the nodes a
+            // few steps ahead, then the child lists of the nearer ones.
+            if (nodeAt + 4 < nodes.size())
+                for (size_t line = 0; line < sizeof(SceneNode); line += 64)
+                    __builtin_prefetch(reinterpret_cast<const char*>(nodes[nodeAt + 4]) + line);
+            if (nodeAt + 2 < nodes.size())
+                __builtin_prefetch(nodes[nodeAt + 2]->children.data());
             NodeType::write(*ctx, nodeType, *nodes[nodeAt++]);
+        }
         if (meshAt < scene.meshes.size())
             MeshType::write(*ctx, meshType, *scene.meshes[meshAt++]);
         if (materialAt < scene.materials.size() && nodeAt % 4 == 0)
@@ -510,10 +539,9 @@ SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
     ctx->readFile(client);
     result.status = ctx->getStatus();
     result.packetsRead = ctx->getPacketsRead();
-    auto byIndex = [](const auto& a, const auto& b) { return a->index < b->index; };
-    std::stable_sort(scene.meshes.begin(), scene.meshes.end(), byIndex);
-    std::stable_sort(scene.materials.begin(), scene.materials.end(), byIndex);
-    std::stable_sort(scene.nodes.begin(), scene.nodes.end(), byIndex);
+    orderByIndex(scene.meshes);
+    orderByIndex(scene.materials);
+    orderByIndex(scene.nodes);
     return result;
 }
 

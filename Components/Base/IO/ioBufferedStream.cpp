@@ -185,7 +185,7 @@ int ioBufferedStreamInput::sourceOffset() const
     return bottom->totalBytes - (bottom->count - bottom->position);
 }
 
-int ioBufferedStreamInput::readData(char* data, int size)
+int ioBufferedStreamInput::readDataSlow(char* data, int size)
 {
     if (!top) {
         setStatus(ioStreamIOError);
@@ -282,7 +282,7 @@ void ioBufferedStreamOutput::writeChar(char c)
         top->dataArea[top->position++] = c;
 }
 
-void ioBufferedStreamOutput::writeData(const char* data, int size)
+void ioBufferedStreamOutput::writeDataSlow(const char* data, int size)
 {
     if (!top) {
         setStatus(ioStreamIOError);

@@ -4,6 +4,8 @@
 #include "qvBaseExport.h"
 #include "ioBuffer.h"
 
+#include <cstring>
+
 namespace qvTCP {
 class Socket;
 }
@@ -91,8 +93,16 @@ public:
             return top->dataArea[top->position++];
         return refillAndReadChar();
     }
-    // Up to size bytes; the count read.
-    int readData(char* data, int size);
+    // Up to size bytes; the count read. Bytes already in the top area are copied here inline.
+    int readData(char* data, int size)
+    {
+        if (top && size > 0 && top->count - top->position >= size) {
+            std::memcpy(data, top->dataArea + top->position, static_cast<size_t>(size));
+            top->position += size;
+            return size;
+        }
+        return readDataSlow(data, size);
+    }
     // A decimal integer after blanks, newlines and tabs; the character that ends it is consumed.
     int readInt();
     // Up to size - 1 characters through the first newline (kept), NUL-terminated.
@@ -113,6 +123,7 @@ public:
 
 private:
     char refillAndReadChar();
+    int readDataSlow(char* data, int size);
 };
 
 class QV_BASE_API ioBufferedStreamOutput : public ioBufferedStream {
@@ -131,11 +142,23 @@ public:
     // every call reaches the buffer beneath: kept, callers rely on single characters going out
     // at once. Bulk output goes through writeData, writeString and printf.
     void writeChar(char c);
-    void writeData(const char* data, int size);
+    // Bytes that fit in the top area are stored here inline.
+    void writeData(const char* data, int size)
+    {
+        if (top && size > 0 && top->good() && ioBuffer::dataSize - top->position >= size) {
+            std::memcpy(top->dataArea + top->position, data, static_cast<size_t>(size));
+            top->position += size;
+            return;
+        }
+        writeDataSlow(data, size);
+    }
     void writeString(const char* text);
     // Formats into 1024 bytes; longer output is cut to 1023 characters.
     void printf(const char* format, ...) QV_PRINTF_FORMAT(2, 3);
     void flush();
+
+private:
+    void writeDataSlow(const char* data, int size);
 };
 
 #endif

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <typeinfo>
 
 namespace {
 
@@ -352,8 +353,19 @@ void ioWriteContextBinary::writeCString(const char* text)
 
 void ioWriteContextBinary::writeBoolArray(const bool* values, int count)
 {
+    // A derived context may mark each value in writeBool, so it sees every element; this
+    // class itself stores the bytes in one pass.
+    if (typeid(*this) != typeid(ioWriteContextBinary)) {
+        for (int i = 0; i < count; ++i)
+            writeBool(values[i]);
+        return;
+    }
+    if (!buffer || count < 1)
+        return;
+    char* out = buffer->reserve(count);
     for (int i = 0; i < count; ++i)
-        writeBool(values[i]);
+        out[i] = values[i] ? 1 : 0;
+    buffer->advance(count);
 }
 
 void ioWriteContextBinary::writeCharArray(const char* values, int count)
@@ -449,16 +461,6 @@ void ioReadContextBinary::reportOverrun()
     setStatus(ioBadData);
 }
 
-const char* ioReadContextBinary::take(int64_t size)
-{
-    if (!buffer)
-        return nullptr;
-    const char* p = buffer->take(size);
-    if (!p)
-        reportOverrun();
-    return p;
-}
-
 bool ioReadContextBinary::readBool()
 {
     const char* p = take(1);
@@ -494,6 +496,16 @@ const char* ioReadContextBinary::readCString()
 
 void ioReadContextBinary::readBoolArray(bool* values, int count)
 {
+    // The two plain readers take the bytes in one pass when they are all there; a derived
+    // context that checks each value, or a short region, goes element by element.
+    bool plain = typeid(*this) == typeid(ioReadContextBinarySameEndian)
+                 || typeid(*this) == typeid(ioReadContextBinarySwapped);
+    if (plain && buffer && count > 0 && count <= buffer->remaining()) {
+        const char* p = buffer->take(count);
+        for (int i = 0; i < count; ++i)
+            values[i] = p[i] != 0;
+        return;
+    }
     for (int i = 0; i < count; ++i)
         values[i] = readBool();
 }

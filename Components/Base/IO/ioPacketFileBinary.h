@@ -133,7 +133,7 @@ public:
     void writeDouble(double value) override;
     // The bytes and the terminating NUL (a null text is written as the empty string).
     void writeCString(const char* text) override;
-    // Element by element through writeBool.
+    // Bytes 0 and 1; derived contexts see each element through writeBool.
     void writeBoolArray(const bool* values, int count) override;
     // The other arrays: one block copy of the memory.
     void writeCharArray(const char* values, int count) override;
@@ -191,7 +191,15 @@ public:
 
 protected:
     // size bytes of the packet, or null after reporting a read past the end of the region.
-    const char* take(int64_t size);
+    const char* take(int64_t size)
+    {
+        if (!buffer)
+            return nullptr;
+        const char* p = buffer->take(size);
+        if (!p)
+            reportOverrun();
+        return p;
+    }
     void reportOverrun();
 
     ioPacketFileBinaryBuffer* buffer;

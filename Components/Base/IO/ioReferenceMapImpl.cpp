@@ -9,21 +9,71 @@ ioReferenceMap* ioReferenceMap::create()
     return new ioReferenceMapImpl();
 }
 
+void ioObjectNumbers::set(const void* object, int number)
+{
+    if (!object)
+        return;
+    if (4 * (used + 1) > 3 * slots.size())
+        rehash(slots.empty() ? 64 : 2 * slots.size());
+    std::size_t i = home(object);
+    while (slots[i].object && slots[i].object != object)
+        i = (i + 1) & mask();
+    if (!slots[i].object)
+        ++used;
+    slots[i] = Slot{object, number};
+}
+
+void ioObjectNumbers::erase(const void* object, int number)
+{
+    if (slots.empty() || !object)
+        return;
+    std::size_t hole = home(object);
+    while (slots[hole].object != object) {
+        if (!slots[hole].object)
+            return;
+        hole = (hole + 1) & mask();
+    }
+    if (slots[hole].number != number)
+        return;
+    // Backward shift: later entries of the probe run move into the hole when their home slot
+    // does not lie between the hole and where they are, so lookups never stop early.
+    for (std::size_t i = (hole + 1) & mask(); slots[i].object; i = (i + 1) & mask()) {
+        std::size_t from = home(slots[i].object);
+        if (((i - from) & mask()) >= ((i - hole) & mask())) {
+            slots[hole] = slots[i];
+            hole = i;
+        }
+    }
+    slots[hole] = Slot{nullptr, 0};
+    --used;
+}
+
+void ioObjectNumbers::rehash(std::size_t size)
+{
+    std::vector<Slot> old(size, Slot{nullptr, 0});
+    old.swap(slots);
+    shift = 64;
+    for (std::size_t s = size; s > 1; s >>= 1)
+        --shift;
+    used = 0;
+    for (const Slot& slot : old)
+        if (slot.object)
+            set(slot.object, slot.number);
+}
+
 ioReferenceMapImpl::ioReferenceMapImpl() : usedEntries(0), nextNumber(1) {}
 
 int ioReferenceMapImpl::referenceOf(const void* object) const
 {
-    if (!object)
-        return 0;
-    auto it = numbers.find(object);
-    return it == numbers.end() ? 0 : it->second;
+    indexDefinedObjects();
+    return numbers.find(object);
 }
 
 int ioReferenceMapImpl::newReference(const void* object)
 {
     int number = nextNumber++;
-    if (object)
-        numbers[object] = number;
+    indexDefinedObjects();
+    numbers.set(object, number);
     return number;
 }
 
@@ -53,10 +103,10 @@ ioReferenceMapImpl::Entry& ioReferenceMapImpl::entryFor(int number)
         allowed = denseFloor;
     if (wanted > allowed) {
         Entry& far = farEntries[number];
-        far = Entry{0, 0, 0, nullptr, nullptr, -1};
+        far = Entry{false, false, false, false, -1, nullptr, nullptr};
         return far;
     }
-    entries.resize(wanted, Entry{0, 0, 0, nullptr, nullptr, -1});
+    entries.resize(wanted, Entry{false, false, false, false, -1, nullptr, nullptr});
     // Far entries that the vector now covers move into it.
     while (!farEntries.empty() && static_cast<size_t>(farEntries.begin()->first) < wanted) {
         entries[static_cast<size_t>(farEntries.begin()->first)] = farEntries.begin()->second;
@@ -65,13 +115,22 @@ ioReferenceMapImpl::Entry& ioReferenceMapImpl::entryFor(int number)
     return entries[static_cast<size_t>(number)];
 }
 
-void ioReferenceMapImpl::fillPendingSlots(Entry& entry)
+void ioReferenceMapImpl::indexDefinedObjects() const
 {
-    for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
-        *pendingSlots[static_cast<size_t>(i)].slot = entry.object;
-        if (entry.uses < (1u << 30) - 1)
-            ++entry.uses;
-    }
+    for (const auto& bound : unindexed)
+        numbers.set(bound.first, bound.second);
+    unindexed.clear();
+}
+
+void ioReferenceMapImpl::fillPendingSlots(Entry& entry, void** latest)
+{
+    if (!entry.several)
+        *latest = entry.object;
+    else
+        for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next)
+            *pendingSlots[static_cast<size_t>(i)].slot = entry.object;
+    entry.used = true;
+    entry.several = false;
     entry.firstPending = -1;
 }
 
@@ -81,27 +140,29 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
         return;
     Entry& entry = entryFor(number);
     if (object)
-        numbers[object] = number;
-    entry.known = 1;
+        unindexed.emplace_back(object, number);
+    entry.known = true;
     if (synonym && entry.defined)
         return;
-    entry.defined = 1;
+    // Writing never waits for numbers: not looking at the entry there saves a cache miss per
+    // packet. Slots wait only for numbers not yet defined.
+    bool waiting = !pendingSlots.empty() && entry.firstPending >= 0;
+    void** latest = waiting ? static_cast<void**>(entry.object) : nullptr;
+    entry.defined = true;
     entry.object = object;
     entry.type = type;
-    fillPendingSlots(entry);
+    if (waiting)
+        fillPendingSlots(entry, latest);
 }
 
 void ioReferenceMapImpl::undefine(int number)
 {
     Entry* entry = find(number);
-    if (!entry)
+    if (!entry || !entry->defined)
         return;
-    if (entry->object) {
-        auto it = numbers.find(entry->object);
-        if (it != numbers.end() && it->second == number)
-            numbers.erase(it);
-    }
-    entry->defined = 0;
+    indexDefinedObjects();
+    numbers.erase(entry->object, number);
+    entry->defined = false;
     entry->object = nullptr;
 }
 
@@ -122,9 +183,8 @@ void ioReferenceMapImpl::use(int number, ioPacketType*)
     if (number < 1)
         return;
     Entry& entry = entryFor(number);
-    entry.known = 1;
-    if (entry.uses < (1u << 30) - 1)
-        ++entry.uses;
+    entry.known = true;
+    entry.used = true;
 }
 
 void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* type, int extra)
@@ -133,15 +193,16 @@ void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* t
     if (number < 1)
         return;
     Entry& entry = entryFor(number);
-    entry.known = 1;
+    entry.known = true;
     if (entry.defined) {
         *slot = entry.object;
-        if (entry.uses < (1u << 30) - 1)
-            ++entry.uses;
+        entry.used = true;
         return;
     }
     pendingSlots.push_back(PendingSlot{slot, type, extra, entry.firstPending});
+    entry.several = entry.firstPending >= 0;
     entry.firstPending = static_cast<int32_t>(pendingSlots.size() - 1);
+    entry.object = slot;
 }
 
 template <typename Visit> void ioReferenceMapImpl::forEachEntry(Visit visit)
@@ -164,8 +225,12 @@ void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
             if (pending.type)
                 pending.type->handleUnresolvedPtr(client, pending.slot, pending.extra);
         }
-        entry.firstPending = -1;
-        if (entry.defined && entry.uses == 0 && entry.type)
+        if (entry.firstPending >= 0) {
+            entry.firstPending = -1;
+            entry.several = false;
+            entry.object = nullptr; // only undefined numbers have waiting slots
+        }
+        if (entry.defined && !entry.used && entry.type)
             entry.type->handleUnreferencedMemory(client, entry.object);
     });
 }

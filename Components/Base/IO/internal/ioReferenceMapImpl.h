@@ -6,8 +6,50 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <unordered_map>
+#include <utility>
 #include <vector>
+
+// Object addresses to reference numbers: open addressing with linear probing over a table whose
+// size is a power of two, at most three quarters full. Unlike a node-based map it allocates only
+// when it doubles, which matters because every object written is looked up at each reference.
+class ioObjectNumbers {
+public:
+    // The number of object, or 0 when it has none.
+    int find(const void* object) const
+    {
+        if (slots.empty() || !object)
+            return 0;
+        for (std::size_t i = home(object);; i = (i + 1) & mask()) {
+            const Slot& slot = slots[i];
+            if (slot.object == object)
+                return slot.number;
+            if (!slot.object)
+                return 0;
+        }
+    }
+    // Binds a non-null object to number, replacing its previous number.
+    void set(const void* object, int number);
+    // Forgets object if it is bound to number.
+    void erase(const void* object, int number);
+
+private:
+    struct Slot {
+        const void* object;
+        int number;
+    };
+    std::size_t mask() const { return slots.size() - 1; }
+    std::size_t home(const void* object) const
+    {
+        // Fibonacci hashing: the top bits of the product spread aligned addresses evenly.
+        uint64_t bits = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(object));
+        return static_cast<std::size_t>((bits * 0x9E3779B97F4A7C15ull) >> shift);
+    }
+    void rehash(std::size_t size);
+
+    std::vector<Slot> slots;
+    std::size_t used = 0;
+    int shift = 64;
+};
 
 // Entries live in a vector indexed by number. A number at or past its end that is defined or
 // waited for grows the vector to that number plus 20000, so numbering in steps of one rarely
@@ -41,13 +83,18 @@ public:
     static constexpr std::size_t densePerUsedEntry = 16;
 
 private:
+    // Flags are whole bytes, not bits, so that setting one is a plain store: writing a file
+    // marks entries all over the vector and need not wait for each to be loaded.
     struct Entry {
-        uint32_t defined : 1;
-        uint32_t known : 1;
-        uint32_t uses : 30;
+        bool defined;
+        bool known;
+        bool used;    // only "never used" is reported
+        bool several; // more than one slot waits
+        int32_t firstPending; // index into pendingSlots of the latest waiting slot, -1 when none
+        // Defined: the object. Waiting: the latest waiting slot, so that filling a lone slot
+        // needs no look into pendingSlots. Otherwise null.
         void* object;
         ioPacketType* type;
-        int32_t firstPending; // index into pendingSlots, -1 when none
     };
     struct PendingSlot {
         void** slot;
@@ -60,13 +107,19 @@ private:
     const Entry* find(int number) const;
     // The entry of number (at least 1), made when missing.
     Entry& entryFor(int number);
-    void fillPendingSlots(Entry& entry);
+    // Gives every waiting slot the entry's object; latest is the slot the entry kept.
+    void fillPendingSlots(Entry& entry, void** latest);
+    // Enters the objects bound by define() into `numbers`, in the order they were bound.
+    void indexDefinedObjects() const;
     template <typename Visit> void forEachEntry(Visit visit);
 
     std::vector<Entry> entries;
     std::map<int, Entry> farEntries;
     std::vector<PendingSlot> pendingSlots;
-    std::unordered_map<const void*, int> numbers;
+    // Reading binds every object it reads but rarely asks for an object's number, so define()
+    // only notes the pair and the table is built on the first question.
+    mutable ioObjectNumbers numbers;
+    mutable std::vector<std::pair<const void*, int>> unindexed;
     std::size_t usedEntries;
     int nextNumber;
 };

@@ -1,0 +1,103 @@
+#include "ioReferenceMap.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <random>
+#include <utility>
+#include <vector>
+
+namespace {
+
+std::vector<std::pair<void*, int>> reported;
+
+void collect(void* slot, int extra)
+{
+    reported.emplace_back(slot, extra);
+}
+
+} // namespace
+
+// Random definitions, synonyms, fresh numbers, removals and waiting pointer slots against a
+// plain model: an object's number follows its latest binding through table growth and
+// removals, and every slot ends holding what the model says or is still reported as waiting.
+TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
+{
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        std::unique_ptr<ioReferenceMap> map(ioReferenceMap::create());
+        std::vector<char> objects(3000); // neighbouring addresses crowd the same table slots
+        std::vector<void*> slots(400);
+        std::vector<void*> expectedSlots(slots.size());
+        std::map<const void*, int> numberOf;
+        std::map<int, void*> definedAs;            // defined numbers
+        std::map<int, std::vector<size_t>> waiting; // slot indices, oldest first
+        std::mt19937 random(seed);
+        int next = 1;
+        for (int step = 0; step < 20000; ++step) {
+            void* object = &objects[random() % objects.size()];
+            int number = static_cast<int>(random() % 600) + 1;
+            switch (random() % 10) {
+            case 0:
+            case 1: {
+                bool synonym = random() % 4 == 0;
+                map->define(number, object, nullptr, synonym);
+                numberOf[object] = number;
+                if (synonym && definedAs.count(number))
+                    break;
+                definedAs[number] = object;
+                for (size_t k : waiting[number])
+                    expectedSlots[k] = object;
+                waiting.erase(number);
+                break;
+            }
+            case 2:
+                ASSERT_EQ(map->newReference(object), next);
+                numberOf[object] = next++;
+                break;
+            case 3: {
+                map->undefine(number);
+                auto it = definedAs.find(number);
+                if (it != definedAs.end()) {
+                    auto bound = numberOf.find(it->second);
+                    if (bound != numberOf.end() && bound->second == number)
+                        numberOf.erase(bound);
+                    definedAs.erase(it);
+                }
+                break;
+            }
+            case 4:
+            case 5:
+            case 6: {
+                size_t k = random() % slots.size();
+                map->addPendingSlot(number, &slots[k], nullptr, static_cast<int>(k));
+                auto it = definedAs.find(number);
+                expectedSlots[k] = it == definedAs.end() ? nullptr : it->second;
+                if (it == definedAs.end())
+                    waiting[number].push_back(k);
+                break;
+            }
+            default: {
+                auto it = numberOf.find(object);
+                ASSERT_EQ(map->referenceOf(object), it == numberOf.end() ? 0 : it->second)
+                    << "seed " << seed << " step " << step;
+            }
+            }
+        }
+        for (const char& object : objects) {
+            auto it = numberOf.find(&object);
+            ASSERT_EQ(map->referenceOf(&object), it == numberOf.end() ? 0 : it->second);
+        }
+        ASSERT_EQ(slots, expectedSlots) << "seed " << seed;
+        std::vector<std::pair<void*, int>> stillWaiting;
+        for (const auto& list : waiting)
+            for (size_t k : list.second)
+                stillWaiting.emplace_back(&slots[k], static_cast<int>(k));
+        reported.clear();
+        map->reportUnresolved(nullptr, collect);
+        std::sort(reported.begin(), reported.end());
+        std::sort(stillWaiting.begin(), stillWaiting.end());
+        ASSERT_EQ(reported, stillWaiting) << "seed " << seed;
+    }
+}

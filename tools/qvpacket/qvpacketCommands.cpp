@@ -473,8 +473,11 @@ int dump(const std::string& path, std::FILE* out, std::FILE* err)
         bool more = file.next(packet);
         if (!more && !file.atEnd())
             break;
-        std::fprintf(out, "\npacket %d at %s%d: %s (id %d)%s, %d bytes\n", packet.index,
-                     file.filters().empty() ? "offset " : "decoded packet, file offset near ", packet.offset,
+        // Inside a filtered section a packet has no offset of its own in the file: show how far
+        // the file had been read when it was decoded.
+        std::fprintf(out, "\npacket %d %s%d: %s (id %d)%s, %d bytes\n", packet.index,
+                     file.filters().empty() ? "at offset " : "in the filtered section, file read to byte ",
+                     packet.offset,
                      packet.typeName.c_str(), packet.typeId, packet.hasObject ? ", defines an object" : "",
                      packet.size);
         if (plainBinary)

@@ -37,11 +37,12 @@ def load_report(path):
         # Options such as Iterations(1) or UseRealTime() append "/iterations:1", "/real_time".
         name = re.sub(r"(/(iterations|min_time|repeats):[^/]*|/(real|manual)_time)+$", "", b["run_name"])
         # The benchmark library derives bytes_per_second from CPU time unless the case uses real
-        # time; the table compares real times, so the rate is brought onto real time as well.
+        # or manual time; the table compares those times, so the rate is brought onto them too.
         rate = None
         if "bytes_per_second" in b:
             rate = b["bytes_per_second"] / 1e6
-            if "/real_time" not in b["run_name"] and b["real_time"] > 0:
+            timed = "/real_time" in b["run_name"] or "/manual_time" in b["run_name"]
+            if not timed and b["real_time"] > 0:
                 rate *= b["cpu_time"] / b["real_time"]
         skip = {"name", "run_name", "run_type", "aggregate_name", "aggregate_unit", "family_index",
                 "per_family_instance_index", "repetitions", "threads", "iterations", "real_time",

@@ -8,6 +8,8 @@
 #include <string>
 #include <system_error>
 
+#include "qvTestScene.h"
+
 #include <unistd.h> // getpid: the benchmarks run on POSIX systems
 
 namespace qvBench {
@@ -29,6 +31,13 @@ inline long long fileBytes(const std::string& path)
     std::error_code ec;
     const std::uintmax_t size = std::filesystem::file_size(path, ec);
     return ec ? 0 : static_cast<long long>(size);
+}
+
+// The scene both packet-file benchmarks write and read: about 20000 objects with references.
+inline const qvTest::Scene& benchScene()
+{
+    static const qvTest::Scene instance = qvTest::makeScene({20000, 77, 60, 0});
+    return instance;
 }
 
 } // namespace qvBench

@@ -27,14 +27,9 @@
 
 namespace {
 
-const qvTest::Scene& scene()
-{
-    static const qvTest::Scene instance = qvTest::makeScene({20000, 77, 60, 0});
-    return instance;
-}
-
 using qvBench::fileBytes;
 using qvBench::tempPath;
+const qvTest::Scene& scene() { return qvBench::benchScene(); }
 
 void report(benchmark::State& state, long long bytes, double objects)
 {

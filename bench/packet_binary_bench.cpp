@@ -114,6 +114,7 @@ struct CerealScene {
                 ar(n->name, n->index, n->visible, n->kind, indexOf(n->parent),
                    n->link == &s.missing ? -1 : indexOf(n->link), indexOf(n->mesh), indexOf(n->material));
                 std::vector<int> children;
+                children.reserve(n->children.size());
                 for (const qvTest::SceneNode* child : n->children)
                     children.push_back(child->index);
                 ar(children, cereal::binary_data(n->transform, sizeof n->transform),

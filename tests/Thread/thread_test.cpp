@@ -79,6 +79,23 @@ TEST(Thread, RunsAFunctionAndIsWaitedForOnce)
     Semaphore detached(0);
     EXPECT_TRUE(qvThread_CreateThread(&postTo, &detached));
     detached.wait();
+
+    // A thread that waits for itself is refused rather than left hanging, and it was its own
+    // last wait: the Thread is stopped afterwards.
+    Semaphore started(0), finished(0);
+    qvUtil::Error self;
+    Task selfWait;
+    selfWait.body = [&] {
+        started.wait();
+        self = selfWait.thread.wait();
+        finished.post();
+    };
+    ASSERT_FALSE(selfWait.thread.start());
+    started.post();
+    finished.wait();
+    EXPECT_EQ(self.num(), 1);
+    EXPECT_STREQ(self.message(), "WaitForSingleObject() failed: Resource deadlock avoided\n");
+    EXPECT_EQ(selfWait.thread.wait().num(), 2);
 }
 
 TEST(Thread, WithoutAFunctionTheNewThreadEmitsTheSignal)

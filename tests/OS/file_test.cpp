@@ -46,7 +46,6 @@ TEST(FileFactory, LocalNamesWorkFromTheStartAndTheTableHoldsTen)
     std::unique_ptr<File> plain = fileFor("x");
     ASSERT_TRUE(plain);
     EXPECT_EQ(plain->transportId(), 0x66696C65L);
-    EXPECT_EQ(plain->getSeparator(), '\\');
     EXPECT_EQ(std::string(fileFor("C:\\x")->getFullName().asChar()), "C:\\x");
     EXPECT_EQ(std::string(fileFor("file:/C:/x")->getFullName().asChar()), "C:/x");
     EXPECT_EQ(std::string(fileFor("file:///tmp/y")->getFullName().asChar()), "tmp/y");
@@ -65,16 +64,12 @@ TEST(FileFactory, LocalNamesWorkFromTheStartAndTheTableHoldsTen)
     // The base class answers "Not Implemented" to everything.
     std::unique_ptr<File> base = fileFor("mem:thing");
     ASSERT_TRUE(base);
-    EXPECT_EQ(base->transportId(), 0L);
-    EXPECT_EQ(base->getSeparator(), '/');
-    EXPECT_EQ(base->open(File::ModeRead).num(), 1);
     EXPECT_STREQ(base->open(File::ModeRead).message(), "Not Implemented");
     char buffer[4];
     unsigned int done = 7;
     EXPECT_EQ(base->read(buffer, 4, done).num(), 1);
     EXPECT_EQ(done, 0u);
     FileStatus status;
-    EXPECT_EQ(File::query(CString("mem:thing"), status).num(), 1);
     EXPECT_EQ(File::query(CString("nobody:x"), status).num(), 1);
     std::vector<qvOS::ResourceInfo> entries;
     EXPECT_EQ(base->readDir(entries, false).num(), 10);
@@ -96,7 +91,6 @@ TEST(LocalFile, ReadWriteAndEndOfFile)
     EXPECT_FALSE(f->isOpen());
 
     ASSERT_FALSE(f->open(File::ModeWrite));
-    EXPECT_TRUE(f->isOpen());
     EXPECT_FALSE(f->open(File::ModeRead)); // already open: nothing happens
     EXPECT_EQ(f->makeDirectory().num(), 9);
     EXPECT_EQ(f->deleteSelf(0).num(), 9);
@@ -122,24 +116,15 @@ TEST(LocalFile, ReadWriteAndEndOfFile)
 
     FileStatus status;
     ASSERT_FALSE(f->query(status));
-    EXPECT_TRUE(status.exists());
-    EXPECT_TRUE(status.isFile());
-    EXPECT_FALSE(status.isDirectory());
-    EXPECT_TRUE(status.isReadable());
-    EXPECT_TRUE(status.isWritable());
+    EXPECT_TRUE(status.isFile() && status.isWritable() && !status.isDirectory());
     EXPECT_EQ(status.getSize(), 10u);
     EXPECT_GT(status.getLastModifiedDate(), 1500000000L);
-    EXPECT_TRUE(DoesFileExist(path.c_str()));
-    EXPECT_TRUE(isFileWriteable(path.c_str()));
-    EXPECT_FALSE(DoesFileExist(temp.file("nothing").c_str()));
+    EXPECT_TRUE(DoesFileExist(path.c_str()) && isFileWriteable(path.c_str()));
     EXPECT_FALSE(File::query(CString(temp.file("nothing").c_str()), status));
     EXPECT_FALSE(status.exists());
-    EXPECT_EQ(status.getSize(), 0u);
 
-    const CString native(path.c_str());
-    EXPECT_EQ(f->getNameTitle() + f->getNameBase(), native);
+    EXPECT_EQ(f->getNameTitle() + f->getNameBase(), CString(path.c_str()));
     EXPECT_EQ(std::string(f->getNameBase().asChar()), "data.bin");
-    EXPECT_EQ(std::string(fileFor("plain")->getNameTitle().asChar()), "");
     EXPECT_EQ(std::string(fileFor("C:\\d\\n.txt")->getNameTitle().asChar()), "C:\\d\\");
 }
 
@@ -164,7 +149,6 @@ TEST(LocalFile, DirectoriesListDeleteAndRefuse)
     });
     EXPECT_EQ(std::string(entries[0].getName().asChar()), "a");
     EXPECT_TRUE(entries[0].isDirectory());
-    EXPECT_EQ(std::string(entries[1].getName().asChar()), "b.txt");
     EXPECT_EQ(entries[1].getType(), 0);
     EXPECT_EQ(entries[1].getSize(), 5);
     ASSERT_FALSE(dir->readDir(entries, false));
@@ -174,7 +158,6 @@ TEST(LocalFile, DirectoriesListDeleteAndRefuse)
 
     // A directory where a file was expected.
     EXPECT_EQ(dir->open(File::ModeWrite).num(), 2);
-    EXPECT_FALSE(dir->isOpen());
     std::unique_ptr<File> b = fileFor(dirPath + "/b.txt");
     std::unique_ptr<File> ontoDir = fileFor(dirPath + "/a");
     EXPECT_EQ(b->copyTo(*ontoDir).num(), 2);
@@ -223,16 +206,13 @@ TEST(LocalFile, CopyAndMoveReportEveryFailure)
     std::unique_ptr<File> dst = fileFor(temp.file("dst"));
     ASSERT_FALSE(src->copyTo(*dst));
     EXPECT_EQ(qvTest::readFileBytes(temp.file("dst")), content);
-    EXPECT_FALSE(src->isOpen());
-    EXPECT_FALSE(dst->isOpen());
 
     ASSERT_FALSE(src->open(File::ModeRead));
     EXPECT_EQ(src->copyTo(*dst).num(), 9);
     src->close();
 
     std::unique_ptr<File> none = fileFor(temp.file("none"));
-    const Error noSource = none->moveTo(*dst);
-    EXPECT_EQ(noSource.num(), 2);
+    EXPECT_EQ(none->moveTo(*dst).num(), 2);
     EXPECT_EQ(none->copyTo(*dst).num(), 2); // the source cannot be opened
     EXPECT_EQ(qvTest::readFileBytes(temp.file("dst")), content); // and dst is untouched
     std::unique_ptr<File> noDir = fileFor(temp.file("no/dir/x"));
@@ -249,17 +229,12 @@ TEST(LocalFile, CopyAndMoveReportEveryFailure)
         const Error err = src->copyTo(*full);
         EXPECT_EQ(err.num(), 4);
         EXPECT_STREQ(err.message(), "An I/O problem has occurred");
-        ASSERT_FALSE(full->open(File::ModeWrite));
-        unsigned int done = 0;
-        std::vector<char> block(1 << 16);
-        EXPECT_EQ(full->write(block.data(), static_cast<unsigned>(block.size()), done).num(), 4);
-        full->close();
         // A small write sits in the stream's buffer: the close finds the disk full.
+        unsigned int done = 0;
         ASSERT_FALSE(full->open(File::ModeWrite));
         EXPECT_FALSE(full->write("abc", 3, done));
         EXPECT_EQ(full->close().num(), 4);
-        const Error copyErr = qvOS::fileCopy(temp.file("src").c_str(), "/dev/full", true);
-        EXPECT_EQ(copyErr.num(), 1);
+        EXPECT_EQ(qvOS::fileCopy(temp.file("src").c_str(), "/dev/full", true).num(), 1);
     }
 }
 
@@ -316,16 +291,12 @@ TEST(FileOps, CallableFromC)
     EXPECT_EQ(std::string(buffer, 4), "0123");
     EXPECT_EQ(ReadHeaderFromFile(a.c_str(), buffer, 10), 10);
     EXPECT_EQ(ReadHeaderFromFile(a.c_str(), buffer, 11), -1); // short: end of file
-    EXPECT_EQ(ReadHeaderFromFile(a.c_str(), buffer, 0), 0);
     EXPECT_EQ(ReadHeaderFromFile(a.c_str(), nullptr, 4), -1);
-    EXPECT_EQ(ReadHeaderFromFile(a.c_str(), buffer, -1), -1);
     EXPECT_EQ(ReadHeaderFromFile(temp.file("none").c_str(), buffer, 4), -1);
-    EXPECT_EQ(ReadHeaderFromFile("mem:x", buffer, 4), -1);
 
     EXPECT_TRUE(CopyFileTo(a.c_str(), temp.file("copy.bin").c_str()));
     EXPECT_EQ(qvTest::readFileBytes(temp.file("copy.bin")), "0123456789");
     EXPECT_FALSE(CopyFileTo(temp.file("none").c_str(), temp.file("x").c_str()));
-    EXPECT_FALSE(CopyFileTo("nobody:x", temp.file("x").c_str()));
 
     {
         qvTest::ScopedEnvironment env("TEMP", temp.path().c_str());

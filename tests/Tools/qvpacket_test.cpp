@@ -94,8 +94,7 @@ TEST(QvPacket, ReadsEveryMethodWithEveryFilter)
             writeScene(scene, path, static_cast<ioWriteMethod>(method), filters);
             std::string label = std::string(methods[method]) + " + " + std::to_string(filters.size()) + " filters";
 
-            ToolRun verify = tool({"verify", path.c_str()});
-            EXPECT_EQ(verify.status, 0) << label << ": " << verify.err;
+            EXPECT_EQ(tool({"verify", path.c_str()}).status, 0) << label;
 
             ToolRun info = tool({"info", path.c_str()});
             EXPECT_EQ(info.status, 0) << label << ": " << info.err;
@@ -105,7 +104,14 @@ TEST(QvPacket, ReadsEveryMethodWithEveryFilter)
                 expected += (i ? ", " : "") + filters[i];
             EXPECT_NE(info.out.find(filters.empty() ? "filters:     none" : expected), std::string::npos)
                 << label << "\n" << info.out;
-            EXPECT_NE(info.out.find("scene_node"), std::string::npos) << label;
+            // Every node is one packet: "<id>  scene_node  <packets>  <bytes>"; one end-of-file
+            // packet of 12 bytes.
+            size_t line = info.out.find("scene_node");
+            ASSERT_NE(line, std::string::npos) << label;
+            EXPECT_EQ(std::atoi(info.out.c_str() + line + 11), static_cast<int>(scene.nodes.size())) << label;
+            if (method == ioWriteBinary) {
+                EXPECT_NE(info.out.find("1           12", info.out.find("packetFile_EOF")), std::string::npos) << info.out;
+            }
 
             ToolRun dump = tool({"dump", path.c_str()});
             EXPECT_EQ(dump.status, 0) << label << ": " << dump.err;
@@ -121,24 +127,6 @@ TEST(QvPacket, ReadsEveryMethodWithEveryFilter)
             }
         }
     }
-}
-
-TEST(QvPacket, InfoCountsPacketsPerType)
-{
-    qvTest::TempDir dir;
-    qvTest::Scene scene = qvTest::makeScene({90, 2, 4, 0});
-    std::string path = dir.file("scene.qv");
-    writeScene(scene, path, ioWriteBinary, {});
-    ToolRun info = tool({"info", path.c_str()});
-    ASSERT_EQ(info.status, 0) << info.err;
-    // Every node is one packet; the line reads "<id>  scene_node  <packets>  <bytes>".
-    size_t line = info.out.find("scene_node");
-    ASSERT_NE(line, std::string::npos);
-    EXPECT_EQ(std::atoi(info.out.c_str() + line + 11), static_cast<int>(scene.nodes.size())) << info.out;
-    size_t eof = info.out.find("packetFile_EOF");
-    ASSERT_NE(eof, std::string::npos);
-    // One end-of-file packet of 12 bytes.
-    EXPECT_NE(info.out.find("1           12", eof), std::string::npos) << info.out;
 }
 
 TEST(QvPacket, DamageIsReportedWithItsOffset)
@@ -261,30 +249,26 @@ TEST(QvPacket, RandomDamageNeverCrashes)
     for (int method = 0; method < 4; ++method) {
         writeScene(scene, path, static_cast<ioWriteMethod>(method), method == 3 ? Filters{"checksum"} : Filters{});
         const std::string good = qvTest::readFileBytes(path);
-        for (int round = 0; round < 60; ++round) {
+        for (int round = 0; round < 40; ++round) {
             std::string bytes = good;
             for (int flips = 1 + static_cast<int>(next() % 4); flips > 0; --flips)
                 bytes[next() % bytes.size()] = static_cast<char>(next());
             if (round % 5 == 0)
                 bytes.resize(next() % bytes.size());
             qvTest::writeFileBytes(path, bytes);
-            for (const char* command : {"verify", "dump", "info"}) {
-                int status = tool({command, path.c_str()}).status;
-                EXPECT_TRUE(status == 0 || status == 1) << command << " " << method << " " << round;
-            }
-            int status = tool({"convert", path.c_str(), out.c_str(), "--method", "binary-debug"}).status;
-            EXPECT_TRUE(status == 0 || status == 1);
+            for (int status : {tool({"verify", path.c_str()}).status, tool({"dump", path.c_str()}).status,
+                               tool({"info", path.c_str()}).status,
+                               tool({"convert", path.c_str(), out.c_str(), "--method", "binary-debug"}).status})
+                EXPECT_TRUE(status == 0 || status == 1) << method << " " << round;
         }
     }
 }
 
 TEST(QvPacket, UsageErrorsAndHelp)
 {
-    EXPECT_EQ(tool({}).status, 2);
-    EXPECT_EQ(tool({"frobnicate"}).status, 2);
-    EXPECT_EQ(tool({"info"}).status, 2);
-    EXPECT_EQ(tool({"convert", "a", "b"}).status, 2);
-    EXPECT_EQ(tool({"convert", "a", "b", "--method", "zip"}).status, 2);
+    for (std::vector<const char*> bad : {std::vector<const char*>{}, {"frobnicate"}, {"info"}, {"convert", "a", "b"},
+                                         {"convert", "a", "b", "--method", "zip"}})
+        EXPECT_EQ(tool(bad).status, 2) << bad.size();
     ToolRun help = tool({"convert", "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.out.find("usage: qvpacket convert"), std::string::npos);

@@ -48,7 +48,9 @@ int SetCell::commits = 0;
 
 } // namespace
 
-TEST(Undo, DoesUndoesAndRedoesStepsInOrder)
+// Plain doing, undoing and limits are checked against a model in the scenario test; these are
+// the cases it does not reach.
+TEST(Undo, StepsInOrderLateCommandsAndCommitsOfDroppedSteps)
 {
     Document doc(4, 0);
     ManagerImpl m;
@@ -56,39 +58,29 @@ TEST(Undo, DoesUndoesAndRedoesStepsInOrder)
     EXPECT_TRUE(m.doIt());
 
     Group* a = m.newGroup("a", false);
-    auto* first = new SetCell(a, doc, 0, 1);
+    new SetCell(a, doc, 0, 1);
     new SetCell(a, doc, 1, 2);
-    auto* third = new SetCell(nullptr, doc, 2, 3);
-    EXPECT_EQ(third->getID(), 0); // not numbered until it joins
-    a->addCommand(third);
+    auto* late = new SetCell(nullptr, doc, 2, 3);
+    a->addCommand(late); // a command made on its own joins later
     a->addCommand(nullptr);
-    EXPECT_EQ(first->getID(), 1);
-    EXPECT_EQ(third->getID(), 3);
-    EXPECT_EQ(a->getCommand(2), third);
-    EXPECT_EQ(a->getCommand(3), nullptr);
-
+    EXPECT_EQ(late->getID(), 3);
     Group* b = m.newGroup("b", false);
     new SetCell(b, doc, 0, 9);
-    EXPECT_EQ(m.findGroup(b->getID()), b);
     EXPECT_EQ(m.getGroup(-2), a);
-    EXPECT_EQ(m.getGroup(2), nullptr);
     EXPECT_EQ(m.getGroup(-3), nullptr);
-    EXPECT_EQ(m.currentGroup(), nullptr);
 
     EXPECT_TRUE(m.undoIt());
-    EXPECT_EQ(doc, (Document{1, 2, 3, 0}));
-    EXPECT_EQ(m.currentGroup(), b);
     EXPECT_TRUE(m.undoIt());
     EXPECT_EQ(doc, (Document{0, 0, 0, 0}));
     EXPECT_TRUE(m.doIt());
-    EXPECT_TRUE(a->hasBeenDone() && a->hasBeenUndone() && a->lastWasDoIt());
+    EXPECT_EQ(doc, (Document{1, 2, 3, 0}));
+    EXPECT_EQ(m.currentGroup(), b);
 
-    // A new group drops the undone one after the current position.
+    // A new group drops the undone one after the current position; its commands commit.
     int commitsBefore = SetCell::commits;
-    Group* c = m.newGroup("c", false);
-    EXPECT_EQ(SetCell::commits, commitsBefore + 1); // b's command left for good
+    m.newGroup("c", false);
+    EXPECT_EQ(SetCell::commits, commitsBefore + 1);
     EXPECT_EQ(m.numGroups(false), 2);
-    EXPECT_EQ(m.getGroup(-1), c);
 }
 
 TEST(Undo, AssociatedAndEmptyGroupsFormSteps)
@@ -108,8 +100,6 @@ TEST(Undo, AssociatedAndEmptyGroupsFormSteps)
     EXPECT_EQ(m.numGroups(true), 4);
 
     m.associateGroups(b->getID(), c->getID());
-    EXPECT_FALSE(b->isAssociated());
-    EXPECT_TRUE(c->isAssociated());
     EXPECT_EQ(m.numGroups(true), 3);
 
     EXPECT_TRUE(m.undoIt()); // b and c together
@@ -141,7 +131,6 @@ TEST(Undo, LimitsDeleteTheOldestDiscardableSteps)
         new SetCell(made.back(), doc, static_cast<std::size_t>(i), i + 1);
     }
     m.newGroup("g", false);
-    EXPECT_EQ(m.numGroups(true), 3);
     EXPECT_EQ(m.getGroup(0), made[1]);
 
     // An oldest group that may not be discarded stops the limit.
@@ -172,12 +161,9 @@ TEST(Undo, ADestroyedPointerClearsTheHistoryAndInvalidLastGroupsArePruned)
     Group* c = m.newGroup("c", false);
     new SetCell(c, doc, 0, 5);
     c->declarePointer(&object);
-    c->declarePointer(nullptr);
-    EXPECT_FALSE(c->hasDeclaredPointer(nullptr));
     m.pointerDestroyed(&doc); // not declared: no effect
     EXPECT_TRUE(c->isValid());
     m.pointerDestroyed(&object);
-    EXPECT_FALSE(c->isValid());
     EXPECT_FALSE(m.undoIt());
     EXPECT_EQ(m.numGroups(false), 0);
 
@@ -185,9 +171,7 @@ TEST(Undo, ADestroyedPointerClearsTheHistoryAndInvalidLastGroupsArePruned)
     Group* d = m.newGroup("d", false);
     new SetCell(d, doc, 0, 6);
     d->stateInvalid();
-    int invalidId = d->getID();
     Group* e = m.newGroup("e", false);
-    EXPECT_EQ(m.findGroup(invalidId), nullptr);
     EXPECT_EQ(m.getGroup(0), e);
 }
 
@@ -258,7 +242,6 @@ TEST(Undo, TheBusySignalFramesEveryRunAndTheInstalledManagerIsReplaced)
     EXPECT_EQ(watch.seen, (std::vector<int>{1, 0, 1, 0}));
 
     qvUndo::installManager(m);
-    EXPECT_EQ(qvUndo::getInstalledManager(), m);
     qvUndo::installManager(m); // the same one again stays
     Manager* other = qvUndo::newManager();
     qvUndo::installManager(other); // deletes m

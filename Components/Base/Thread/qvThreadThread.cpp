@@ -112,10 +112,16 @@ qvUtil::Error Thread::wait()
 {
     if (!record->running)
         return qvUtil::Error(2, "cannot wait for a stopped thread");
-    int error = internal::joinThread(record->handle);
+    internal::ThreadHandle* handle = record->handle;
     record->running = false;
     record->handle = nullptr;
-    if (error)
+    // A thread waiting for itself would wait for ever on Windows; every platform refuses it the
+    // way POSIX does, and the thread runs on detached.
+    if (internal::isCallingThread(handle)) {
+        internal::detachThread(handle);
+        return qvUtil::Error(1, "WaitForSingleObject() failed: %s\n", "Resource deadlock avoided");
+    }
+    if (int error = internal::joinThread(handle))
         return qvUtil::Error(1, "WaitForSingleObject() failed: %s\n",
                              qvUtil::internal::systemErrorText(error).c_str());
     return qvUtil::Error();

@@ -57,6 +57,8 @@ int startThread(void* startRecord, ThreadHandle** handle);
 int joinThread(ThreadHandle* handle);
 // Releases the handle and lets the thread run on.
 void detachThread(ThreadHandle* handle);
+// True when the caller is the thread of the handle (compared by thread id).
+bool isCallingThread(const ThreadHandle* handle);
 
 } // namespace internal
 } // namespace qvThread

@@ -301,6 +301,11 @@ void detachThread(ThreadHandle* cell)
     delete cell;
 }
 
+bool isCallingThread(const ThreadHandle* cell)
+{
+    return pthread_equal(pthread_self(), cell->thread) != 0;
+}
+
 } // namespace internal
 
 void Mutex::lock()

@@ -178,6 +178,7 @@ void broadcastCondition(ConditionRecord* record)
 
 struct ThreadHandle {
     HANDLE handle;
+    unsigned int id;
 };
 
 namespace {
@@ -196,7 +197,7 @@ int startThread(void* startRecord, ThreadHandle** handle)
     uintptr_t thread = _beginthreadex(nullptr, 0, &threadMain, startRecord, 0, &threadId);
     if (thread == 0)
         return errno;
-    *handle = new ThreadHandle{reinterpret_cast<HANDLE>(thread)};
+    *handle = new ThreadHandle{reinterpret_cast<HANDLE>(thread), threadId};
     return 0;
 }
 
@@ -212,6 +213,11 @@ void detachThread(ThreadHandle* cell)
 {
     CloseHandle(cell->handle);
     delete cell;
+}
+
+bool isCallingThread(const ThreadHandle* cell)
+{
+    return GetCurrentThreadId() == cell->id;
 }
 
 } // namespace internal

@@ -1,4 +1,4 @@
-#include "ioMethodHelpers.h"
+#include "ioTestHelpers.h"
 #include "ioPacketFileDebug.h"
 
 #include <gtest/gtest.h>

@@ -1,15 +1,18 @@
 #ifndef IO_TEST_HELPERS_H
 #define IO_TEST_HELPERS_H
 
-// Shared by the packet-file tests: captured error text, a registry of ad-hoc types, and
-// one-call writing and reading of small files.
+// Shared by the packet-file tests: captured error text, a registry of ad-hoc types, one-call
+// writing and reading of small files, and big-endian files made on this little-endian machine.
 
 #include "ioBufferedStream.h"
 #include "ioContext.h"
+#include "ioPacketFileBinary.h"
 #include "ioPacketRegistry.h"
 #include "ioPacketType.h"
 #include "qvTestSupport.h"
 
+#include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -74,7 +77,7 @@ private:
     std::vector<ioPacketType*> pending;
 };
 
-// A type whose read runs a function (with captures).
+// A type whose read runs a function, and which records what is reported to it.
 class LambdaType : public ioPacketType {
 public:
     LambdaType(const char* name, std::function<void(ioClientReadContext&)> reader = {})
@@ -117,20 +120,12 @@ inline std::string writeMethodFile(const std::string& path, ioPacketRegistry& re
     return qvTest::readFileBytes(path);
 }
 
-inline std::string writeAsciiFile(const std::string& path, ioPacketRegistry& registry,
-                                  const std::function<void(ioWriteContext&)>& body,
-                                  ioStatus* status = nullptr)
-{
-    return writeMethodFile(path, registry, ioWriteAscii, body, status);
-}
-
 struct ReadOutcome {
     bool opened = false;
     ioStatus status = ioError;
     int packets = 0;
 };
 
-// Reads a whole file with the given registry.
 inline ReadOutcome readFile(const std::string& path, ioPacketRegistry& registry)
 {
     ReadOutcome outcome;
@@ -151,6 +146,85 @@ inline ReadOutcome readFile(const std::string& path, ioPacketRegistry& registry)
 inline const char* asciiHeader()
 {
     return "^@\n1\n1 0 1\n1 2 4 8 4 8 4\n@\n";
+}
+
+// What follows the header and the registry (each ends with an "@" line), and what precedes it.
+inline std::string packetsOf(const std::string& file)
+{
+    size_t header = file.find("\n@\n");
+    size_t registry = header == std::string::npos ? header : file.find("\n@\n", header + 3);
+    return registry == std::string::npos ? "" : file.substr(registry + 3);
+}
+
+inline std::string headOf(const std::string& file)
+{
+    return file.substr(0, file.size() - packetsOf(file).size());
+}
+
+inline std::string int32Bytes(int32_t value)
+{
+    return std::string(reinterpret_cast<const char*>(&value), 4);
+}
+
+template <typename T> T byteReversed(T value)
+{
+    char bytes[sizeof(T)];
+    std::memcpy(bytes, &value, sizeof bytes);
+    for (size_t i = 0; i < sizeof(T) / 2; ++i)
+        std::swap(bytes[i], bytes[sizeof(T) - 1 - i]);
+    std::memcpy(&value, bytes, sizeof bytes);
+    return value;
+}
+
+// A binary writer (plain or checking) that stores every multi-byte value in the other byte
+// order, as a big-endian machine would. Packet heads are written by the buffer in this machine's
+// order; bigEndianFile() turns them round afterwards.
+template <class Base> class SwappingWriter : public Base {
+public:
+    using Base::Base;
+
+#define IO_TEST_SWAPPED(Name, T)                                                                   \
+    void write##Name(T v) override { Base::write##Name(byteReversed(v)); }                         \
+    void write##Name##Array(const T* v, int n) override { Base::write##Name##Array(reversed(v, n).data(), n); }
+    IO_TEST_SWAPPED(Short, short)
+    IO_TEST_SWAPPED(UShort, unsigned short)
+    IO_TEST_SWAPPED(Int, int)
+    IO_TEST_SWAPPED(UInt, unsigned int)
+    IO_TEST_SWAPPED(Int64, int64_t)
+    IO_TEST_SWAPPED(UInt64, uint64_t)
+    IO_TEST_SWAPPED(Float, float)
+    IO_TEST_SWAPPED(Double, double)
+#undef IO_TEST_SWAPPED
+
+private:
+    template <typename T> static std::vector<T> reversed(const T* values, int count)
+    {
+        std::vector<T> out(values, values + (count > 0 ? count : 0));
+        for (T& v : out)
+            v = byteReversed(v);
+        return out;
+    }
+};
+
+// Completes a file written by a SwappingWriter: the header says "written big-endian" and every
+// packet head (type id, hasObject, body length) is turned round.
+inline std::string bigEndianFile(const std::string& file)
+{
+    std::string packets = packetsOf(file);
+    std::string head = headOf(file);
+    size_t flag = head.find("\n1 ", head.find('\n', 3));
+    if (flag != std::string::npos)
+        head[flag + 1] = '0';
+    for (size_t at = 0; at + 12 <= packets.size();) {
+        int32_t fields[3];
+        std::memcpy(fields, packets.data() + at, 12);
+        int32_t body = fields[2];
+        for (int32_t& field : fields)
+            field = byteReversed(field);
+        std::memcpy(&packets[at], fields, 12);
+        at += 12 + static_cast<size_t>(body);
+    }
+    return head + packets;
 }
 
 } // namespace ioTest

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 
 using ioTest::ErrorCapture;
 using ioTest::LambdaType;
@@ -107,7 +106,8 @@ TEST(BadInput, ForgedReferenceNumbersCostNoMemory)
     EXPECT_EQ(targets[4], objects[4].get());
 }
 
-TEST(BadInput, CutAndDamagedSceneFilesNeverGoWrong)
+// Damaged bytes anywhere are the fuzz targets' work; here every cut must be reported.
+TEST(BadInput, CutSceneFilesEndInBadData)
 {
     qvTest::TempDir dir;
     qvTest::Scene scene = qvTest::makeScene({40, 4, 3, 1});
@@ -127,24 +127,6 @@ TEST(BadInput, CutAndDamagedSceneFilesNeverGoWrong)
             qvTest::SceneReadResult result = qvTest::readSceneFile(copy, cutPath);
             EXPECT_TRUE(!result.opened || result.status == ioBadData || (ascii && length + 1 == whole.size()))
                 << method << " cut at " << length;
-        }
-
-        // Damaged bytes end in any status or a fatal error, but never crash, hang or overread:
-        // the text's syntax characters, or any byte of a binary file's packets.
-        std::mt19937 random(11 + method);
-        const char syntax[] = "{}[]<>\\\" 0123456789-\n\xff";
-        size_t from = ascii ? 0 : whole.find("\n@\n", whole.find("\n@\n") + 3) + 3;
-        for (int round = 0; round < 150; ++round) {
-            std::string damaged = whole;
-            for (int i = 1 + static_cast<int>(random() % 8); i > 0; --i)
-                damaged[from + random() % (whole.size() - from)] =
-                    ascii ? syntax[random() % (sizeof syntax - 1)] : static_cast<char>(random());
-            qvTest::writeFileBytes(cutPath, damaged);
-            qvTest::Scene copy;
-            try {
-                qvTest::readSceneFile(copy, cutPath);
-            } catch (const ErrorCapture::FatalError&) {
-            }
         }
     }
 }

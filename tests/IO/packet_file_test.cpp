@@ -23,18 +23,11 @@ struct HeaderCase {
 
 } // namespace
 
-TEST(Header, WrittenBytesAndReadMethods)
+// The written header is checked with each format's bytes; here the reading side.
+TEST(Header, ReadMethodsAndBadHeaders)
 {
     qvTest::TempDir dir;
     std::string path = dir.file("h");
-    ioBufferedStreamOutput out;
-    out.openFile(path.c_str());
-    ioHeader(ioWriteAscii).writeHeader(out);
-    ioHeader(ioWriteBinaryDebug).writeHeader(out);
-    out.close();
-    EXPECT_EQ(qvTest::readFileBytes(path), std::string(ioTest::asciiHeader())
-                                               + "^@\n1\n1 3 1\n1 2 4 8 4 8 4\n@\n");
-
     const HeaderCase cases[] = {
         {"^@\n1\n1 0 1\n1 2 4 8 4 8 4\n@\n", true, ioReadAscii},
         {"^@\n1\n1 1 1\n1 2 4 8 4 8 4\n@\n", true, ioReadBinarySameEndian},

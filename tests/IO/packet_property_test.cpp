@@ -1,4 +1,4 @@
-#include "ioTestHelpers.h"
+#include "ioMethodHelpers.h"
 #include "ioPacketFileDebug.h"
 
 #include <gtest/gtest.h>

@@ -11,9 +11,9 @@ using ioTest::ErrorCapture;
 using ioTest::LambdaType;
 using ioTest::TestRegistry;
 
-// Random object graphs (random packet types, values and arrays of every type, nested
-// sub-packets and chunks, references forward, backward and null) written in every method and
-// byte order come back equal.
+// Random object graphs (random packet types, values and arrays of every type, sub-packets and
+// chunks, references forward, backward and null) written in every method and byte order come
+// back equal.
 
 namespace {
 
@@ -36,8 +36,8 @@ struct Item {
     std::vector<uint64_t> bits; // each value's bytes, low bytes first
     std::string text;
     int target = -1; // kRef: object index, -1 for null
-    std::vector<Item> body;
-    std::vector<std::vector<Item>> chunks;
+    std::vector<Item> body;                // kSub, and an object's packet
+    std::vector<std::vector<Item>> chunks; // an object's packet
     bool operator==(const Item& o) const
     {
         return kind == o.kind && array == o.array && bits == o.bits && text == o.text && target == o.target
@@ -71,15 +71,15 @@ class Generator {
 public:
     Generator(unsigned seed, int objectCount) : random(seed), objects(objectCount) {}
 
-    Item item(int depth, bool insideChunk)
+    // Sub-packets hold plain values and sit in the packet before its chunks: a sub-packet nested
+    // in another shares its end mark, and ending a sub-packet ends an open chunk, as the format
+    // has it.
+    Item item(bool topLevel)
     {
         Item it;
-        it.kind = static_cast<Kind>(pick(depth < 3 ? kSub : kRef));
+        it.kind = static_cast<Kind>(pick(topLevel ? kSub + 1 : kSub));
         if (it.kind == kSub) {
-            it.body = items(depth + 1, insideChunk);
-            if (!insideChunk && pick(2) == 0)
-                for (int c = pick(3); c > 0; --c)
-                    it.chunks.push_back(items(depth + 1, true));
+            it.body = items(false);
         } else if (it.kind == kRef) {
             it.target = pick(objects + 1) - 1;
         } else if (it.kind == kText) {
@@ -94,11 +94,11 @@ public:
         }
         return it;
     }
-    std::vector<Item> items(int depth, bool insideChunk)
+    std::vector<Item> items(bool topLevel)
     {
         std::vector<Item> out;
         for (int n = pick(6); n > 0; --n)
-            out.push_back(item(depth, insideChunk));
+            out.push_back(item(topLevel));
         return out;
     }
     int pick(int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); }
@@ -327,10 +327,10 @@ TEST(PacketProperty, RandomGraphsRoundTripInEveryMethodAndByteOrder)
         for (Object& object : graph) {
             object.type = generator.pick(typeCount);
             object.root.kind = kSub;
-            object.root.body = generator.items(0, false);
+            object.root.body = generator.items(true);
             if (generator.pick(3) == 0)
                 for (int c = 1 + generator.pick(2); c > 0; --c)
-                    object.root.chunks.push_back(generator.items(1, true));
+                    object.root.chunks.push_back(generator.items(false));
         }
         for (const Method& m : methods) {
             Graph back = roundTrip(graph, typeCount, path, m.method, m.swapped);

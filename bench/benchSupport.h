@@ -4,6 +4,8 @@
 // Helpers shared by the packet-file benchmarks.
 
 #include <cstdint>
+#include <cstdio>
+#include <set>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -14,15 +16,28 @@
 
 namespace qvBench {
 
+// The scratch files a program made, removed when it ends: in /dev/shm they hold memory.
+struct ScratchFiles {
+    std::set<std::string> paths;
+    ~ScratchFiles()
+    {
+        for (const std::string& path : paths)
+            std::remove(path.c_str());
+    }
+};
+
 // A path for a scratch file, in memory when the system offers /dev/shm, so that the disk does
 // not set the pace. The process id keeps concurrent runs from truncating each other's files.
 inline std::string tempPath(const char* name)
 {
+    static ScratchFiles files;
     std::error_code ec;
     std::filesystem::path dir = std::filesystem::is_directory("/dev/shm", ec)
                                     ? std::filesystem::path("/dev/shm")
                                     : std::filesystem::temp_directory_path();
-    return (dir / (std::to_string(::getpid()) + "_" + name)).string();
+    std::string path = (dir / (std::to_string(::getpid()) + "_" + name)).string();
+    files.paths.insert(path);
+    return path;
 }
 
 // Size of a file in bytes (0 when it cannot be queried).

@@ -59,6 +59,12 @@ void sceneReadQv(benchmark::State& state)
 {
     std::string path = tempPath("qvBase_bench_scene.qvb");
     qvTest::writeSceneFile(scene(), path, ioWriteBinary);
+    {
+        qvTest::Scene copy;
+        qvTest::readSceneFile(copy, path);
+        if (!qvTest::compareScenes(scene(), copy).empty())
+            state.SkipWithError("the scene read back differs");
+    }
     for (auto _ : state) {
         qvTest::Scene copy;
         if (qvTest::readSceneFile(copy, path).status != ioOk)
@@ -69,8 +75,10 @@ void sceneReadQv(benchmark::State& state)
 }
 
 #ifdef QVBASE_BENCH_CEREAL
-// The same objects for cereal, which has no raw pointers: references travel as indices (-1 for
-// none) and are turned back into pointers after reading, as the packet reader does.
+// The same objects for cereal, in the same order as the packet file (writeOrder), each after a
+// kind byte as a packet after its type id. Cereal has no raw pointers: references travel as
+// indices (-1 for none) and become pointers once every object is read, as the packet reader's
+// waiting slots do.
 template <typename T> int indexOf(const T* object)
 {
     return object ? object->index : -1;
@@ -85,23 +93,33 @@ struct CerealScene {
         const qvTest::Scene& s = *source;
         ar(static_cast<uint32_t>(s.meshes.size()), static_cast<uint32_t>(s.materials.size()),
            static_cast<uint32_t>(s.nodes.size()));
-        for (const auto& m : s.meshes)
-            ar(m->name, m->index, m->flags, m->chars, m->bytes, m->shorts, m->ushorts, m->indices, m->uints,
-               m->ids, m->uids, m->positions, m->weights);
-        for (const auto& m : s.materials) {
-            ar(m->name, m->index, m->description, m->color[0], m->color[1], m->color[2], m->shininess,
-               static_cast<uint32_t>(m->layers.size()));
-            for (const auto& layer : m->layers)
-                ar(layer.name, layer.blend, layer.values);
-        }
-        for (const auto& n : s.nodes) {
-            ar(n->name, n->index, n->visible, n->kind, indexOf(n->parent),
-               n->link == &s.missing ? -1 : indexOf(n->link), indexOf(n->mesh), indexOf(n->material));
-            std::vector<int> children;
-            for (const qvTest::SceneNode* child : n->children)
-                children.push_back(child->index);
-            ar(children, cereal::binary_data(n->transform, sizeof n->transform),
-               cereal::binary_data(n->bounds, sizeof n->bounds));
+        std::vector<qvTest::SceneItem> items = qvTest::writeOrder(s);
+        for (size_t i = 0; i < items.size(); ++i) {
+            qvTest::prefetchAhead(s, items, i);
+            const qvTest::SceneItem& item = items[i];
+            const size_t at = static_cast<size_t>(item.index);
+            ar(static_cast<char>(item.kind));
+            if (item.kind == qvTest::SceneItem::mesh) {
+                const auto& m = s.meshes[at];
+                ar(m->name, m->index, m->flags, m->chars, m->bytes, m->shorts, m->ushorts, m->indices, m->uints,
+                   m->ids, m->uids, m->positions, m->weights);
+            } else if (item.kind == qvTest::SceneItem::material) {
+                const auto& m = s.materials[at];
+                ar(m->name, m->index, m->description, m->color[0], m->color[1], m->color[2], m->shininess,
+                   static_cast<uint32_t>(m->layers.size()));
+                for (const auto& layer : m->layers)
+                    ar(layer.name, layer.blend, layer.values);
+            } else {
+                const auto& n = s.nodes[at];
+                ar(n->name, n->index, n->visible, n->kind, indexOf(n->parent),
+                   n->link == &s.missing ? -1 : indexOf(n->link), indexOf(n->mesh), indexOf(n->material));
+                std::vector<int> children;
+                children.reserve(n->children.size());
+                for (const qvTest::SceneNode* child : n->children)
+                    children.push_back(child->index);
+                ar(children, cereal::binary_data(n->transform, sizeof n->transform),
+                   cereal::binary_data(n->bounds, sizeof n->bounds));
+            }
         }
     }
 
@@ -110,41 +128,52 @@ struct CerealScene {
         qvTest::Scene& s = *target;
         uint32_t meshes = 0, materials = 0, nodes = 0;
         ar(meshes, materials, nodes);
-        for (uint32_t i = 0; i < meshes; ++i) {
-            auto m = std::make_unique<qvTest::SceneMesh>();
-            ar(m->name, m->index, m->flags, m->chars, m->bytes, m->shorts, m->ushorts, m->indices, m->uints,
-               m->ids, m->uids, m->positions, m->weights);
-            s.meshes.push_back(std::move(m));
-        }
-        for (uint32_t i = 0; i < materials; ++i) {
-            auto m = std::make_unique<qvTest::SceneMaterial>();
-            uint32_t layers = 0;
-            ar(m->name, m->index, m->description, m->color[0], m->color[1], m->color[2], m->shininess, layers);
-            m->layers.resize(layers);
-            for (auto& layer : m->layers)
-                ar(layer.name, layer.blend, layer.values);
-            s.materials.push_back(std::move(m));
-        }
-        std::vector<std::vector<int>> links(nodes);
-        for (uint32_t i = 0; i < nodes; ++i) {
-            auto n = std::make_unique<qvTest::SceneNode>();
+        s.meshes.resize(meshes);
+        s.materials.resize(materials);
+        s.nodes.resize(nodes);
+        struct Links {
             int parent, link, mesh, material;
-            ar(n->name, n->index, n->visible, n->kind, parent, link, mesh, material, links[i],
-               cereal::binary_data(n->transform, sizeof n->transform),
-               cereal::binary_data(n->bounds, sizeof n->bounds));
-            links[i].insert(links[i].begin(), {parent, link, mesh, material});
-            s.nodes.push_back(std::move(n));
+            std::vector<int> children;
+        };
+        std::vector<Links> links(nodes);
+        for (uint32_t i = 0; i < meshes + materials + nodes; ++i) {
+            char kind = 0;
+            ar(kind);
+            if (kind == qvTest::SceneItem::mesh) {
+                auto m = std::make_unique<qvTest::SceneMesh>();
+                ar(m->name, m->index, m->flags, m->chars, m->bytes, m->shorts, m->ushorts, m->indices, m->uints,
+                   m->ids, m->uids, m->positions, m->weights);
+                s.meshes.at(static_cast<size_t>(m->index)) = std::move(m);
+            } else if (kind == qvTest::SceneItem::material) {
+                auto m = std::make_unique<qvTest::SceneMaterial>();
+                uint32_t layers = 0;
+                ar(m->name, m->index, m->description, m->color[0], m->color[1], m->color[2], m->shininess, layers);
+                m->layers.resize(layers);
+                for (auto& layer : m->layers)
+                    ar(layer.name, layer.blend, layer.values);
+                s.materials.at(static_cast<size_t>(m->index)) = std::move(m);
+            } else {
+                auto n = std::make_unique<qvTest::SceneNode>();
+                ar(n->name, n->index, n->visible, n->kind);
+                Links& l = links.at(static_cast<size_t>(n->index));
+                ar(l.parent, l.link, l.mesh, l.material, l.children,
+                   cereal::binary_data(n->transform, sizeof n->transform),
+                   cereal::binary_data(n->bounds, sizeof n->bounds));
+                s.nodes[static_cast<size_t>(n->index)] = std::move(n);
+            }
         }
+        // References become pointers once every object is in place.
         auto at = [](auto& objects, int index) { return index < 0 ? nullptr : objects[static_cast<size_t>(index)].get(); };
         for (uint32_t i = 0; i < nodes; ++i) {
             qvTest::SceneNode& n = *s.nodes[i];
-            const std::vector<int>& l = links[i];
-            n.parent = at(s.nodes, l[0]);
-            n.link = at(s.nodes, l[1]);
-            n.mesh = at(s.meshes, l[2]);
-            n.material = at(s.materials, l[3]);
-            for (size_t c = 4; c < l.size(); ++c)
-                n.children.push_back(at(s.nodes, l[c]));
+            const Links& l = links[i];
+            n.parent = at(s.nodes, l.parent);
+            n.link = at(s.nodes, l.link);
+            n.mesh = at(s.meshes, l.mesh);
+            n.material = at(s.materials, l.material);
+            n.children.reserve(l.children.size());
+            for (int child : l.children)
+                n.children.push_back(at(s.nodes, child));
         }
     }
 };
@@ -172,13 +201,22 @@ void sceneReadAnchor(benchmark::State& state)
         s.source = &scene();
         s.save(archive);
     }
-    for (auto _ : state) {
-        qvTest::Scene copy;
+    auto load = [&path](qvTest::Scene& copy) {
         std::ifstream in(path, std::ios::binary);
         cereal::BinaryInputArchive archive(in);
         CerealScene s;
         s.target = &copy;
         s.load(archive);
+    };
+    {
+        qvTest::Scene copy;
+        load(copy);
+        if (!qvTest::compareScenes(scene(), copy).empty())
+            state.SkipWithError("the scene read back differs");
+    }
+    for (auto _ : state) {
+        qvTest::Scene copy;
+        load(copy);
         benchmark::DoNotOptimize(copy.nodes.data());
     }
     report(state, fileBytes(path), sceneObjects());

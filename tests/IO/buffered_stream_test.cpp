@@ -185,3 +185,44 @@ TEST(BufferedStream, OpeningFailuresEmptyFilesAndAFullDisk)
         EXPECT_EQ(full.getStatus(), ioStreamNoSpace);
     }
 }
+
+// The descriptor buffer reads ahead of the stream: every byte arrives once, in order, whatever
+// the sizes asked for, and nothing read ahead outlives its file.
+TEST(BufferedStream, ReadingAheadKeepsEveryByteOfItsOwnFile)
+{
+    qvTest::TempDir dir;
+    std::mt19937 random(9);
+    std::string bytes(3 * ioBufferFD::readAheadSize + 123, '\0');
+    for (char& c : bytes)
+        c = static_cast<char>(random());
+    qvTest::writeFileBytes(dir.file("a"), bytes);
+    qvTest::writeFileBytes(dir.file("b"), "other");
+
+    ioBufferedStreamInput in;
+    in.openFile(dir.file("a").c_str());
+    std::string back(bytes.size(), '\0');
+    size_t at = 0;
+    back[at++] = in.readChar();
+    for (int piece : {1, 4095, ioBufferFD::readAheadSize, 70000})
+        at += static_cast<size_t>(in.readData(&back[at], piece));
+    at += static_cast<size_t>(in.readData(&back[at], static_cast<int>(bytes.size() - at)));
+    EXPECT_EQ(at, bytes.size());
+    EXPECT_EQ(back, bytes);
+    char extra;
+    EXPECT_EQ(in.readData(&extra, 1), 0);
+    EXPECT_EQ(in.getStatus(), ioStreamEOF);
+
+    ioBufferFD buffer(true);
+    char data[ioBufferFD::readAheadSize + 10];
+    buffer.open(dir.file("a").c_str());
+    ASSERT_EQ(buffer.read(data, 10), 10);
+    EXPECT_EQ(std::string(data, 10), bytes.substr(0, 10));
+    EXPECT_EQ(buffer.read(data, sizeof data), ioBufferFD::readAheadSize - 10);
+    EXPECT_EQ(buffer.read(data, sizeof data), static_cast<int>(sizeof data)); // straight from the file
+    EXPECT_EQ(buffer.read(data, 10), 10);
+    buffer.close();
+    buffer.open(dir.file("b").c_str());
+    ASSERT_EQ(buffer.read(data, 100), 5);
+    EXPECT_EQ(std::string(data, 5), "other");
+    buffer.close();
+}

@@ -454,6 +454,40 @@ Scene makeScene(const SceneOptions& options)
     return scene;
 }
 
+std::vector<SceneItem> writeOrder(const Scene& scene)
+{
+    std::vector<int> nodes(scene.nodes.size());
+    for (size_t i = 0; i < nodes.size(); ++i)
+        nodes[i] = static_cast<int>(i);
+    std::mt19937 shuffle(12345);
+    std::shuffle(nodes.begin(), nodes.end(), shuffle);
+    std::vector<SceneItem> items;
+    items.reserve(scene.meshes.size() + scene.materials.size() + nodes.size());
+    size_t meshAt = 0, materialAt = 0, nodeAt = 0;
+    while (meshAt < scene.meshes.size() || materialAt < scene.materials.size() || nodeAt < nodes.size()) {
+        for (int i = 0; i < 2 && nodeAt < nodes.size(); ++i)
+            items.push_back({SceneItem::node, nodes[nodeAt++]});
+        if (meshAt < scene.meshes.size())
+            items.push_back({SceneItem::mesh, static_cast<int>(meshAt++)});
+        if (materialAt < scene.materials.size() && (nodeAt % 4 == 0 || nodeAt >= nodes.size()))
+            items.push_back({SceneItem::material, static_cast<int>(materialAt++)});
+    }
+    return items;
+}
+
+void prefetchAhead(const Scene& scene, const std::vector<SceneItem>& items, size_t at)
+{
+    // The whole node six items ahead, then the child list of the one three ahead, whose node
+    // the previous calls have fetched.
+    if (at + 6 < items.size() && items[at + 6].kind == SceneItem::node) {
+        const SceneNode* node = scene.nodes[static_cast<size_t>(items[at + 6].index)].get();
+        for (size_t line = 0; line < sizeof(SceneNode); line += 64)
+            __builtin_prefetch(reinterpret_cast<const char*>(node) + line);
+    }
+    if (at + 3 < items.size() && items[at + 3].kind == SceneItem::node)
+        __builtin_prefetch(scene.nodes[static_cast<size_t>(items[at + 3].index)]->children.data());
+}
+
 ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteMethod method,
                     const std::function<void()>& afterRegistry)
 {
@@ -479,32 +513,21 @@ ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
     ioPacketType* materialType = registry.lookup(materialTypeName);
     ioPacketType* nodeType = registry.lookup(nodeTypeName);
 
-    // A fixed interleaving of the three kinds, nodes in a shuffled order, so that many
-    // references point forward.
-    std::vector<const SceneNode*> nodes;
-    for (const auto& node : scene.nodes)
-        nodes.push_back(node.get());
-    std::mt19937 shuffle(12345);
-    std::shuffle(nodes.begin(), nodes.end(), shuffle);
-    size_t meshAt = 0, materialAt = 0, nodeAt = 0;
-    while (meshAt < scene.meshes.size() || materialAt < scene.materials.size()
-           || nodeAt < nodes.size()) {
-        for (int i = 0; i < 2 && nodeAt < nodes.size(); ++i) {
-            // The shuffled order defeats the hardware's own prefetching: fetch the nodes a
-            // few steps ahead, then the child lists of the nearer ones.
-            if (nodeAt + 4 < nodes.size())
-                for (size_t line = 0; line < sizeof(SceneNode); line += 64)
-                    __builtin_prefetch(reinterpret_cast<const char*>(nodes[nodeAt + 4]) + line);
-            if (nodeAt + 2 < nodes.size())
-                __builtin_prefetch(nodes[nodeAt + 2]->children.data());
-            NodeType::write(*ctx, nodeType, *nodes[nodeAt++]);
+    std::vector<SceneItem> items = writeOrder(scene);
+    for (size_t i = 0; i < items.size(); ++i) {
+        prefetchAhead(scene, items, i);
+        size_t at = static_cast<size_t>(items[i].index);
+        switch (items[i].kind) {
+        case SceneItem::mesh:
+            MeshType::write(*ctx, meshType, *scene.meshes[at]);
+            break;
+        case SceneItem::material:
+            MaterialType::write(*ctx, materialType, *scene.materials[at]);
+            break;
+        case SceneItem::node:
+            NodeType::write(*ctx, nodeType, *scene.nodes[at]);
+            break;
         }
-        if (meshAt < scene.meshes.size())
-            MeshType::write(*ctx, meshType, *scene.meshes[meshAt++]);
-        if (materialAt < scene.materials.size() && nodeAt % 4 == 0)
-            MaterialType::write(*ctx, materialType, *scene.materials[materialAt++]);
-        else if (materialAt < scene.materials.size() && nodeAt >= nodes.size())
-            MaterialType::write(*ctx, materialType, *scene.materials[materialAt++]);
     }
     ctx->endFile();
     return ctx->getStatus();

@@ -92,6 +92,21 @@ struct SceneOptions {
 // "%.16g"/"%.7g" text converts back to the same value).
 Scene makeScene(const SceneOptions& options);
 
+// One object of a scene, in the order writeScene writes them.
+struct SceneItem {
+    enum Kind : char { mesh = 'm', material = 't', node = 'n' };
+    Kind kind;
+    int index; // into the scene's vector of that kind
+};
+
+// writeScene's order: nodes two by two in a shuffled order, so that many references point
+// forward, each pair followed by a mesh and, after every fourth node, a material.
+std::vector<SceneItem> writeOrder(const Scene& scene);
+
+// Asks the processor for the objects a few items after `at`: the shuffled order defeats its own
+// prefetching. Writers call it once per item.
+void prefetchAhead(const Scene& scene, const std::vector<SceneItem>& items, size_t at);
+
 // The whole file: header, registry, one packet per object, end-of-file packet. Returns the
 // write context's final status (ioError when the method cannot be written).
 // afterRegistry, when given, runs between the registry and the first packet (to push filters).

@@ -146,6 +146,7 @@ void ioBufferFD::open(const char* path)
     }
     fd = opened;
     ownsFd = true;
+    aheadPosition = aheadCount = 0;
 }
 
 void ioBufferFD::attach(int descriptor)
@@ -172,6 +173,7 @@ void ioBufferFD::close()
     if (ownsFd)
         io::internal::fdClose(fd);
     fd = -1;
+    aheadPosition = aheadCount = 0; // bytes read ahead belonged to that descriptor
 }
 
 int ioBufferFD::read(char* data, int size)
@@ -180,11 +182,29 @@ int ioBufferFD::read(char* data, int size)
         setStatus(statusIOError);
         return 0;
     }
+    if (size < 1)
+        return 0;
+    if (aheadPosition < aheadCount) {
+        int n = aheadCount - aheadPosition < size ? aheadCount - aheadPosition : size;
+        std::memcpy(data, ahead.get() + aheadPosition, static_cast<size_t>(n));
+        aheadPosition += n;
+        return n;
+    }
+    // Requests at least as large as the read-ahead area go straight to the caller's memory.
+    bool direct = size >= readAheadSize;
+    if (!direct && !ahead)
+        ahead.reset(new char[readAheadSize]);
     while (good()) {
         FdFailure failure = FdFailure::none;
-        int n = io::internal::fdRead(fd, data, size, failure);
-        if (n > 0)
+        int n = io::internal::fdRead(fd, direct ? data : ahead.get(), direct ? size : readAheadSize, failure);
+        if (n > 0 && direct)
             return n;
+        if (n > 0) {
+            aheadCount = n;
+            aheadPosition = n < size ? n : size;
+            std::memcpy(data, ahead.get(), static_cast<size_t>(aheadPosition));
+            return aheadPosition;
+        }
         if (n == 0)
             setStatus(statusEndOfFile);
         else if (failure != FdFailure::interrupted && failure != FdFailure::tryAgain)

@@ -4,6 +4,8 @@
 #include "qvBaseExport.h"
 #include "qvUtilError.h"
 
+#include <memory>
+
 // One link of a stream's buffer chain. The stream reads from or writes to the top buffer; each
 // buffer moves its 4096-byte data area to or from the buffer beneath it (`next`), and the bottom
 // buffer talks to the outside world. Failures never throw: they are status values that callers
@@ -112,9 +114,17 @@ public:
 
     int descriptor() const { return fd; }
 
+    // Bytes that one system read asks for on input. The stream still takes 4096 bytes per
+    // refill; the rest waits here, which spares a system call per refill (they cost more than
+    // copying the bytes once more).
+    static constexpr int readAheadSize = 65536;
+
 private:
     int fd;
     bool ownsFd;
+    std::unique_ptr<char[]> ahead; // made at the first read
+    int aheadPosition = 0;
+    int aheadCount = 0;
 };
 
 #endif

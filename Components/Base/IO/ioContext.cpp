@@ -416,6 +416,8 @@ void ioReadContext::readFile(ioClientReadContext& client)
     while (good() && !halted)
         readPacket(client);
     popPacket();
+    // However reading ended, the slots of every object read so far are filled.
+    references().fillDefinedSlots();
     if (halted)
         setStatus(ioHalted);
     if (getStatus() == ioEndOfFile) {

@@ -2,6 +2,8 @@
 
 #include "ioPacketType.h"
 
+#include <algorithm>
+
 ioReferenceMap::~ioReferenceMap() {}
 
 ioReferenceMap* ioReferenceMap::create()
@@ -61,7 +63,7 @@ void ioObjectNumbers::rehash(std::size_t size)
             set(slot.object, slot.number);
 }
 
-ioReferenceMapImpl::ioReferenceMapImpl() : usedEntries(0), nextNumber(1) {}
+ioReferenceMapImpl::ioReferenceMapImpl() : firstUnfilled(0), usedEntries(0), nextNumber(1) {}
 
 int ioReferenceMapImpl::referenceOf(const void* object) const
 {
@@ -103,10 +105,10 @@ ioReferenceMapImpl::Entry& ioReferenceMapImpl::entryFor(int number)
         allowed = denseFloor;
     if (wanted > allowed) {
         Entry& far = farEntries[number];
-        far = Entry{false, false, false, false, -1, nullptr, nullptr};
+        far = emptyEntry;
         return far;
     }
-    entries.resize(wanted, Entry{false, false, false, false, -1, nullptr, nullptr});
+    entries.resize(wanted, emptyEntry);
     // Far entries that the vector now covers move into it.
     while (!farEntries.empty() && static_cast<size_t>(farEntries.begin()->first) < wanted) {
         entries[static_cast<size_t>(farEntries.begin()->first)] = farEntries.begin()->second;
@@ -122,16 +124,38 @@ void ioReferenceMapImpl::indexDefinedObjects() const
     unindexed.clear();
 }
 
-void ioReferenceMapImpl::fillPendingSlots(Entry& entry, void** latest)
+void ioReferenceMapImpl::fillPendingSlots(Entry& entry)
 {
-    if (!entry.several)
-        *latest = entry.object;
-    else
-        for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next)
-            *pendingSlots[static_cast<size_t>(i)].slot = entry.object;
+    for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
+        PendingSlot& pending = pendingSlots[static_cast<size_t>(i)];
+        *pending.slot = entry.object;
+        pending.slot = nullptr;
+    }
     entry.used = true;
-    entry.several = false;
     entry.firstPending = -1;
+}
+
+void ioReferenceMapImpl::fillDefinedSlots()
+{
+    // One pass in registration order: the stores into the waiting objects are independent of
+    // each other, so the processor overlaps their cache misses.
+    size_t firstWaiting = pendingSlots.size();
+    for (size_t i = firstUnfilled; i < pendingSlots.size(); ++i) {
+        PendingSlot& pending = pendingSlots[i];
+        if (!pending.slot)
+            continue;
+        Entry* entry = find(pending.number);
+        if (!entry || !entry->defined) {
+            firstWaiting = std::min(firstWaiting, i);
+            continue;
+        }
+        *pending.slot = entry->object;
+        pending.slot = nullptr;
+        // Every slot of a defined number is filled in this pass: the list is done.
+        entry->used = true;
+        entry->firstPending = -1;
+    }
+    firstUnfilled = firstWaiting;
 }
 
 void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bool synonym)
@@ -144,15 +168,13 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
     entry.known = true;
     if (synonym && entry.defined)
         return;
-    // Writing never waits for numbers: not looking at the entry there saves a cache miss per
-    // packet. Slots wait only for numbers not yet defined.
-    bool waiting = !pendingSlots.empty() && entry.firstPending >= 0;
-    void** latest = waiting ? static_cast<void**>(entry.object) : nullptr;
+    // A redefinition: the slots that waited for the first binding get it. Writing never has
+    // waiting slots; not looking at the entry there saves a cache miss per packet.
+    if (!pendingSlots.empty() && entry.defined && entry.firstPending >= 0)
+        fillPendingSlots(entry);
     entry.defined = true;
     entry.object = object;
     entry.type = type;
-    if (waiting)
-        fillPendingSlots(entry, latest);
 }
 
 void ioReferenceMapImpl::undefine(int number)
@@ -160,6 +182,8 @@ void ioReferenceMapImpl::undefine(int number)
     Entry* entry = find(number);
     if (!entry || !entry->defined)
         return;
+    if (entry->firstPending >= 0)
+        fillPendingSlots(*entry);
     indexDefinedObjects();
     numbers.erase(entry->object, number);
     entry->defined = false;
@@ -199,10 +223,8 @@ void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* t
         entry.used = true;
         return;
     }
-    pendingSlots.push_back(PendingSlot{slot, type, extra, entry.firstPending});
-    entry.several = entry.firstPending >= 0;
+    pendingSlots.push_back(PendingSlot{slot, type, extra, number, entry.firstPending});
     entry.firstPending = static_cast<int32_t>(pendingSlots.size() - 1);
-    entry.object = slot;
 }
 
 template <typename Visit> void ioReferenceMapImpl::forEachEntry(Visit visit)
@@ -215,6 +237,7 @@ template <typename Visit> void ioReferenceMapImpl::forEachEntry(Visit visit)
 
 void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
 {
+    fillDefinedSlots();
     forEachEntry([&](Entry& entry) {
         // Slots were added at the head of the list: report them in the order they were added.
         std::vector<int32_t> waiting;
@@ -225,11 +248,9 @@ void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
             if (pending.type)
                 pending.type->handleUnresolvedPtr(client, pending.slot, pending.extra);
         }
-        if (entry.firstPending >= 0) {
-            entry.firstPending = -1;
-            entry.several = false;
-            entry.object = nullptr; // only undefined numbers have waiting slots
-        }
+        for (int32_t i : waiting)
+            pendingSlots[static_cast<size_t>(i)].slot = nullptr;
+        entry.firstPending = -1;
         if (entry.defined && !entry.used && entry.type)
             entry.type->handleUnreferencedMemory(client, entry.object);
     });
@@ -237,6 +258,7 @@ void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
 
 void ioReferenceMapImpl::reportUnresolved(ioPacketType* type, void (*function)(void*, int))
 {
+    fillDefinedSlots();
     forEachEntry([&](Entry& entry) {
         for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
             const PendingSlot& pending = pendingSlots[static_cast<size_t>(i)];

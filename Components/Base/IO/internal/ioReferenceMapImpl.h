@@ -71,6 +71,7 @@ public:
     void addPendingSlot(int number, void** slot, ioPacketType* type, int extra) override;
     void reportRemaining(ioClientReadContext& client) override;
     void reportUnresolved(ioPacketType* type, void (*function)(void*, int)) override;
+    void fillDefinedSlots() override;
 
     // Entries the vector holds (for tests of the growth rule).
     std::size_t denseSize() const { return entries.size(); }
@@ -88,27 +89,27 @@ private:
     struct Entry {
         bool defined;
         bool known;
-        bool used;    // only "never used" is reported
-        bool several; // more than one slot waits
+        bool used;            // only "never used" is reported
         int32_t firstPending; // index into pendingSlots of the latest waiting slot, -1 when none
-        // Defined: the object. Waiting: the latest waiting slot, so that filling a lone slot
-        // needs no look into pendingSlots. Otherwise null.
-        void* object;
-        ioPacketType* type;
+        void* object;         // the bound object, null when not defined
+        ioPacketType* type;   // the definer
     };
+    static constexpr Entry emptyEntry = {false, false, false, -1, nullptr, nullptr};
+    // A slot waiting for its number; slot becomes null once it is filled.
     struct PendingSlot {
         void** slot;
         ioPacketType* type;
         int extra;
-        int32_t next;
+        int32_t number;
+        int32_t next; // the slot registered before it for the same number, -1 when none
     };
 
     Entry* find(int number);
     const Entry* find(int number) const;
     // The entry of number (at least 1), made when missing.
     Entry& entryFor(int number);
-    // Gives every waiting slot the entry's object; latest is the slot the entry kept.
-    void fillPendingSlots(Entry& entry, void** latest);
+    // Gives the entry's object to every slot that waits for it.
+    void fillPendingSlots(Entry& entry);
     // Enters the objects bound by define() into `numbers`, in the order they were bound.
     void indexDefinedObjects() const;
     template <typename Visit> void forEachEntry(Visit visit);
@@ -116,6 +117,7 @@ private:
     std::vector<Entry> entries;
     std::map<int, Entry> farEntries;
     std::vector<PendingSlot> pendingSlots;
+    std::size_t firstUnfilled; // pendingSlots before it are all filled
     // Reading binds every object it reads but rarely asks for an object's number, so define()
     // only notes the pair and the table is built on the first question.
     mutable ioObjectNumbers numbers;

@@ -3,60 +3,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 using ioTest::ErrorCapture;
 using ioTest::LambdaType;
 using ioTest::TestRegistry;
 
-namespace {
-
-// Types numbered 2 up to 11 so that the next one gets id 12.
-std::vector<ioPacketType*> fillerTypes(int count)
-{
-    std::vector<ioPacketType*> types;
-    for (int i = 0; i < count; ++i)
-        types.push_back(new LambdaType(("filler" + std::to_string(i)).c_str()));
-    return types;
-}
-
-std::string packetsOf(const std::string& file)
-{
-    size_t at = file.find("@\n{");
-    return at == std::string::npos ? "" : file.substr(at + 2);
-}
-
-} // namespace
-
-TEST(AsciiFormat, WorkedExampleIsWrittenByteForByte)
-{
-    qvTest::TempDir dir;
-    std::vector<ioPacketType*> types = fillerTypes(10);
-    types.push_back(new LambdaType("example"));
-    TestRegistry registry(false, types);
-    std::string file = ioTest::writeAsciiFile(dir.file("x.qv"), registry, [&](ioWriteContext& ctx) {
-        ioPacketType* example = registry.lookup("example");
-        ASSERT_EQ(example->getId(), 12);
-        ctx.startPacket(example);
-        ctx.writeInt(5);
-        ctx.writeCString("a{b");
-        ctx.startSubPacket();
-        ctx.writeFloat(1.5f);
-        ctx.writeDouble(0.1);
-        ctx.endSubPacket();
-        ctx.startSubPacket();
-        ctx.endSubPacket();
-        ctx.endPacket();
-    });
-    EXPECT_EQ(packetsOf(file), "{ 12 0 5 \"a\\{b\" \n  [ 1.5 0.1 ] \n  [ ] }\n{ 1 0 }\n");
-}
-
-TEST(AsciiFormat, WholeFileIsHeaderRegistryPacketsAndEndOfFile)
+TEST(AsciiFormat, EveryValueAndNestingIsWrittenByteForByte)
 {
     qvTest::TempDir dir;
     TestRegistry registry(false, {new LambdaType("point"), new LambdaType("label")});
     int object = 0;
-    std::string file = ioTest::writeAsciiFile(dir.file("x.qv"), registry, [&](ioWriteContext& ctx) {
+    std::string file = ioTest::writeMethodFile(dir.file("x.qv"), registry, ioWriteAscii, [&](ioWriteContext& ctx) {
         ctx.startPacket("point", &object);
         ctx.writeDoubleArray(std::vector<double>{1.0, -2.5, 1e300}.data(), 3);
         ctx.writeReference(&object, false);
@@ -75,6 +31,13 @@ TEST(AsciiFormat, WholeFileIsHeaderRegistryPacketsAndEndOfFile)
         ctx.writeUShort(65535);
         ctx.writeUInt(4294967295u);
         ctx.writeFloat(0.1f);
+        ctx.writeCString("a{b");
+        ctx.startSubPacket();
+        ctx.writeFloat(1.5f);
+        ctx.writeDouble(0.1);
+        ctx.endSubPacket();
+        ctx.startSubPacket();
+        ctx.endSubPacket();
         ctx.endPacket();
     });
     EXPECT_EQ(file, std::string(ioTest::asciiHeader())
@@ -82,7 +45,7 @@ TEST(AsciiFormat, WholeFileIsHeaderRegistryPacketsAndEndOfFile)
                           "{ 2 1 1 1 -2.5 1e+300 1 \n  < -9223372036854775808 "
                           "18446744073709551615 > }\n"
                           "{ 0 1 2 \"say \\\"hi\\\"\" }\n"
-                          "{ 3 0 1 1 -1 255 -32768 65535 4294967295 0.1 }\n"
+                          "{ 3 0 1 1 -1 255 -32768 65535 4294967295 0.1 \"a\\{b\" \n  [ 1.5 0.1 ] \n  [ ] }\n"
                           "{ 1 0 }\n");
 }
 
@@ -92,7 +55,7 @@ TEST(AsciiFormat, TextEscapesPrecisionAndTheSharedStringBuffer)
     const double seventeenDigits = 0.1234567890123456789;
     std::string special = "\"<>[\\]{}\nline\ttab \xC3\xA9";
     TestRegistry writer(false, {new LambdaType("v")});
-    std::string file = ioTest::writeAsciiFile(dir.file("v.qv"), writer, [&](ioWriteContext& ctx) {
+    std::string file = ioTest::writeMethodFile(dir.file("v.qv"), writer, ioWriteAscii, [&](ioWriteContext& ctx) {
         ctx.startPacket("v");
         ctx.writeChar(static_cast<char>(-1));
         ctx.writeDouble(seventeenDigits);
@@ -150,7 +113,7 @@ TEST(AsciiFormat, SubPacketsAndChunksNestAndSkip)
 {
     qvTest::TempDir dir;
     TestRegistry writer(false, {new LambdaType("n")});
-    ioTest::writeAsciiFile(dir.file("n.qv"), writer, [&](ioWriteContext& ctx) {
+    ioTest::writeMethodFile(dir.file("n.qv"), writer, ioWriteAscii, [&](ioWriteContext& ctx) {
         ctx.startPacket("n");
         ctx.writeInt(1);
         ctx.startSubPacket();
@@ -189,35 +152,4 @@ TEST(AsciiFormat, SubPacketsAndChunksNestAndSkip)
     EXPECT_EQ(outcome.status, ioOk);
     EXPECT_EQ(values, (std::vector<int>{1, 5}));
     EXPECT_EQ(hasData, (std::vector<bool>{true, false}));
-}
-
-TEST(PacketFormat, LongPacketsGrowTheBufferAndAreWrittenWholeInEveryMethod)
-{
-    qvTest::TempDir dir;
-    std::vector<double> values(20000);
-    for (size_t i = 0; i < values.size(); ++i)
-        values[i] = 1.0 / static_cast<double>(i + 3);
-    const std::string big(60000, 'q');
-    for (ioWriteMethod method : {ioWriteAscii, ioWriteBinary, ioWriteAsciiDebug, ioWriteBinaryDebug}) {
-        TestRegistry writer(false, {new LambdaType("big")});
-        ioTest::writeMethodFile(dir.file("big.qv"), writer, method, [&](ioWriteContext& ctx) {
-            ctx.startPacket("big");
-            ctx.writeInt(static_cast<int>(values.size()));
-            ctx.writeDoubleArray(values.data(), static_cast<int>(values.size()));
-            ctx.writeCString(big.c_str());
-            ctx.endPacket();
-        });
-        std::vector<double> back;
-        std::string text;
-        TestRegistry reader(true, {new LambdaType("big", [&](ioClientReadContext& ctx) {
-            back.resize(static_cast<size_t>(ctx->readInt()));
-            ctx->readDoubleArray(back.data(), static_cast<int>(back.size()));
-            text = ctx->readCString();
-        })});
-        EXPECT_EQ(ioTest::readFile(dir.file("big.qv"), reader).status, ioOk) << method;
-        ASSERT_EQ(back.size(), values.size()) << method;
-        for (size_t i = 0; i < values.size(); ++i)
-            ASSERT_NEAR(back[i], values[i], std::fabs(values[i]) * 1e-15) << method << " " << i;
-        EXPECT_TRUE(text == big) << method;
-    }
 }

@@ -1,8 +1,7 @@
-#include "ioMethodHelpers.h"
+#include "ioTestHelpers.h"
 #include "ioPacketFileDebug.h"
 
 #include <gtest/gtest.h>
-
 
 using ioTest::ErrorCapture;
 using ioTest::int32Bytes;
@@ -22,6 +21,7 @@ std::string packet(int id, int hasObject, const std::string& body)
 struct Outcome {
     ioStatus status;
     std::string messages;
+    bool mentions(const char* text) const { return messages.find(text) != std::string::npos; }
 };
 
 // Reads binaryHead + packets with one "item" type whose read is given.
@@ -35,13 +35,7 @@ Outcome readPackets(const std::string& packets, std::function<void(ioReadContext
                               if (read)
                                   read(client.context());
                           })});
-    Outcome outcome{ioTest::readFile(path, registry).status, errors.messages()};
-    return outcome;
-}
-
-bool mentions(const Outcome& outcome, const char* text)
-{
-    return outcome.messages.find(text) != std::string::npos;
+    return Outcome{ioTest::readFile(path, registry).status, errors.messages()};
 }
 
 } // namespace
@@ -54,14 +48,14 @@ TEST(BinaryBadInput, DamagedHeadsAndBodiesEndWithBadData)
     // A head with a negative type id or body length has no type.
     Outcome negativeId = readPackets(packet(-3, 0, "") + eof);
     EXPECT_EQ(negativeId.status, ioBadData);
-    EXPECT_TRUE(mentions(negativeId, "type id -3"));
+    EXPECT_TRUE(negativeId.mentions("type id -3"));
     Outcome negativeLength = readPackets(int32Bytes(2) + int32Bytes(0) + int32Bytes(-1) + eof);
     EXPECT_EQ(negativeLength.status, ioBadData);
 
     // A body longer than the file, and a file cut inside a head or a body.
     Outcome longBody = readPackets(int32Bytes(2) + int32Bytes(0) + int32Bytes(0x7ffffff0) + "abc");
     EXPECT_EQ(longBody.status, ioBadData);
-    EXPECT_TRUE(mentions(longBody, "ends inside a packet"));
+    EXPECT_TRUE(longBody.mentions("ends inside a packet"));
     const std::string whole = packet(2, 0, "abcdefgh") + eof;
     for (size_t cut = 0; cut < whole.size(); ++cut)
         EXPECT_EQ(readPackets(whole.substr(0, cut)).status, ioBadData) << cut;
@@ -72,7 +66,7 @@ TEST(BinaryBadInput, DamagedHeadsAndBodiesEndWithBadData)
                                   [&](ioReadContext& ctx) { past = ctx.readInt(); });
     EXPECT_EQ(overrun.status, ioBadData);
     EXPECT_EQ(past, 0);
-    EXPECT_TRUE(mentions(overrun, "reads past the end of its data"));
+    EXPECT_TRUE(overrun.mentions("reads past the end of its data"));
 
     // A string without its NUL is null, and so are arrays that run past the end: zeros.
     const char* text = "x";

@@ -74,12 +74,6 @@ TEST(Checksum, DataRoundTripsWhateverTheBlockBoundaries)
         EXPECT_TRUE(read.payload == data);
         EXPECT_EQ(read.trailer, "trailer");
     }
-    for (size_t size = 0; size < 9000; size += size < 300 ? 1 : 97) {
-        std::string part = data.substr(0, size);
-        ioTest::FilteredRead read = ioTest::readFiltered(sum, ioTest::writeFiltered(sum, part, "t"), size, 1);
-        ASSERT_TRUE(read.payload == part) << size;
-        ASSERT_EQ(read.trailer, "t") << size;
-    }
 
     // Reading on past the last block is a plain end of file.
     ioTest::MemoryInput in(ioTest::writeFiltered(sum, "abc"));
@@ -98,18 +92,14 @@ TEST(Checksum, DamagedBlocksAreRefused)
     };
     ASSERT_EQ(statusOf(good), ioStreamOk);
 
-    std::string bad = good;
-    bad[5] ^= 1; // the complement, data intact
-    EXPECT_EQ(statusOf(bad), ioStreamChecksumError);
-    bad = good;
-    bad[100] ^= 0x40; // a data byte
-    EXPECT_EQ(statusOf(bad), ioStreamChecksumError);
-    bad = good;
-    bad[9] ^= 1; // the stored sum
-    EXPECT_EQ(statusOf(bad), ioStreamChecksumError);
+    // A flipped bit in the complement, the stored sum or a data byte.
+    for (size_t at : {5u, 9u, 100u}) {
+        std::string bad = good;
+        bad[at] ^= 1;
+        EXPECT_EQ(statusOf(bad), ioStreamChecksumError) << at;
+    }
     // Blocks swapped: each is intact, but the running sum no longer matches.
-    bad = good.substr(4106, 4106) + good.substr(0, 4106) + good.substr(8212);
-    EXPECT_EQ(statusOf(bad), ioStreamChecksumError);
+    EXPECT_EQ(statusOf(good.substr(4106, 4106) + good.substr(0, 4106) + good.substr(8212)), ioStreamChecksumError);
     // Cut anywhere inside a block or a header.
     for (size_t cut : {1u, 9u, 10u, 11u, 4105u, 4107u, 8300u})
         EXPECT_EQ(statusOf(good.substr(0, cut)), ioStreamChecksumError) << cut;

@@ -20,24 +20,13 @@ using qvTest::MemoryOutput;
 
 enum class Filter { compress, checksum, encrypt };
 
-inline void setFilter(ioBufferedStream& stream, Filter filter, bool on)
+// Pushes the filters in order (on), or pops them in reverse order (off).
+inline void setFilters(ioBufferedStream& stream, const std::vector<Filter>& filters, bool on)
 {
-    switch (filter) {
-    case Filter::compress:
-        stream.compress(on);
-        break;
-    case Filter::checksum:
-        stream.checksum(on);
-        break;
-    case Filter::encrypt:
-        stream.encrypt(on);
-        break;
-    }
-}
-
-inline const char* filterName(Filter filter)
-{
-    return filter == Filter::compress ? "compress" : filter == Filter::checksum ? "checksum" : "encrypt";
+    static void (ioBufferedStream::*const set[])(bool) = {&ioBufferedStream::compress, &ioBufferedStream::checksum,
+                                                          &ioBufferedStream::encrypt};
+    for (size_t i = 0; i < filters.size(); ++i)
+        (stream.*set[static_cast<int>(filters[on ? i : filters.size() - 1 - i])])(on);
 }
 
 // Bytes that compress the way real files do: runs, repeated words, numbers and noise.
@@ -80,11 +69,9 @@ inline std::string randomData(size_t size, unsigned seed)
 inline void writeFiltered(ioBufferedStreamOutput& out, const std::vector<Filter>& filters,
                           const std::string& payload, const std::string& trailer = "")
 {
-    for (Filter f : filters)
-        setFilter(out, f, true);
+    setFilters(out, filters, true);
     out.writeData(payload.data(), static_cast<int>(payload.size()));
-    for (size_t i = filters.size(); i-- > 0;)
-        setFilter(out, filters[i], false);
+    setFilters(out, filters, false);
     out.writeData(trailer.data(), static_cast<int>(trailer.size()));
     out.close();
 }
@@ -112,8 +99,7 @@ inline FilteredRead readFiltered(ioBufferedStreamInput& in, const std::vector<Fi
                                  size_t payloadSize, size_t trailerSize = 0)
 {
     FilteredRead result;
-    for (Filter f : filters)
-        setFilter(in, f, true);
+    setFilters(in, filters, true);
     result.payload.resize(payloadSize);
     int n = payloadSize ? in.readData(&result.payload[0], static_cast<int>(payloadSize)) : 0;
     result.payload.resize(static_cast<size_t>(std::max(n, 0)));
@@ -125,8 +111,7 @@ inline FilteredRead readFiltered(ioBufferedStreamInput& in, const std::vector<Fi
         in.readData(&extra, 1);
         result.endStatus = in.getStatus();
     }
-    for (size_t i = filters.size(); i-- > 0;)
-        setFilter(in, filters[i], false);
+    setFilters(in, filters, false);
     if (trailerSize && in.good()) {
         result.trailer.resize(trailerSize);
         n = in.readData(&result.trailer[0], static_cast<int>(trailerSize));
@@ -145,28 +130,15 @@ inline FilteredRead readFiltered(const std::vector<Filter>& filters, const std::
 // Every ordered choice of one, two or three different filters.
 inline std::vector<std::vector<Filter>> everyStack()
 {
-    const Filter all[] = {Filter::compress, Filter::checksum, Filter::encrypt};
     std::vector<std::vector<Filter>> stacks;
-    for (Filter a : all) {
-        stacks.push_back({a});
-        for (Filter b : all) {
-            if (b == a)
-                continue;
-            stacks.push_back({a, b});
-            for (Filter c : all)
-                if (c != a && c != b)
-                    stacks.push_back({a, b, c});
-        }
-    }
+    std::vector<Filter> all = {Filter::compress, Filter::checksum, Filter::encrypt};
+    do
+        for (size_t n = 1; n <= all.size(); ++n)
+            stacks.emplace_back(all.begin(), all.begin() + static_cast<long>(n));
+    while (std::next_permutation(all.begin(), all.end()));
+    std::sort(stacks.begin(), stacks.end());
+    stacks.erase(std::unique(stacks.begin(), stacks.end()), stacks.end());
     return stacks;
-}
-
-inline std::string stackName(const std::vector<Filter>& filters)
-{
-    std::string name;
-    for (Filter f : filters)
-        name += std::string(name.empty() ? "" : "+") + filterName(f);
-    return name;
 }
 
 } // namespace ioTest

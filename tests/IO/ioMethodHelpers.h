@@ -1,36 +1,12 @@
 #ifndef IO_METHOD_HELPERS_H
 #define IO_METHOD_HELPERS_H
 
-// The packet bytes of a file, and big-endian files made on this (little-endian) machine for
-// the swapping readers.
+// Big-endian files made on this (little-endian) machine, for the swapping readers.
 
 #include "ioPacketFileBinary.h"
 #include "ioTestHelpers.h"
 
-#include <cstdint>
-#include <cstring>
-#include <string>
-#include <vector>
-
 namespace ioTest {
-
-// What follows the header and the registry (each ends with an "@" line).
-inline std::string packetsOf(const std::string& file)
-{
-    size_t header = file.find("\n@\n");
-    size_t registry = header == std::string::npos ? header : file.find("\n@\n", header + 3);
-    return registry == std::string::npos ? "" : file.substr(registry + 3);
-}
-
-inline std::string headOf(const std::string& file)
-{
-    return file.substr(0, file.size() - packetsOf(file).size());
-}
-
-inline std::string int32Bytes(int32_t value)
-{
-    return std::string(reinterpret_cast<const char*>(&value), 4);
-}
 
 template <typename T> T byteReversed(T value)
 {
@@ -49,22 +25,18 @@ template <class Base> class SwappingWriter : public Base {
 public:
     using Base::Base;
 
-    void writeShort(short v) override { Base::writeShort(byteReversed(v)); }
-    void writeUShort(unsigned short v) override { Base::writeUShort(byteReversed(v)); }
-    void writeInt(int v) override { Base::writeInt(byteReversed(v)); }
-    void writeUInt(unsigned int v) override { Base::writeUInt(byteReversed(v)); }
-    void writeInt64(int64_t v) override { Base::writeInt64(byteReversed(v)); }
-    void writeUInt64(uint64_t v) override { Base::writeUInt64(byteReversed(v)); }
-    void writeFloat(float v) override { Base::writeFloat(byteReversed(v)); }
-    void writeDouble(double v) override { Base::writeDouble(byteReversed(v)); }
-    void writeShortArray(const short* v, int n) override { Base::writeShortArray(reversed(v, n).data(), n); }
-    void writeUShortArray(const unsigned short* v, int n) override { Base::writeUShortArray(reversed(v, n).data(), n); }
-    void writeIntArray(const int* v, int n) override { Base::writeIntArray(reversed(v, n).data(), n); }
-    void writeUIntArray(const unsigned int* v, int n) override { Base::writeUIntArray(reversed(v, n).data(), n); }
-    void writeInt64Array(const int64_t* v, int n) override { Base::writeInt64Array(reversed(v, n).data(), n); }
-    void writeUInt64Array(const uint64_t* v, int n) override { Base::writeUInt64Array(reversed(v, n).data(), n); }
-    void writeFloatArray(const float* v, int n) override { Base::writeFloatArray(reversed(v, n).data(), n); }
-    void writeDoubleArray(const double* v, int n) override { Base::writeDoubleArray(reversed(v, n).data(), n); }
+#define IO_TEST_SWAPPED(Name, T)                                                                   \
+    void write##Name(T v) override { Base::write##Name(byteReversed(v)); }                         \
+    void write##Name##Array(const T* v, int n) override { Base::write##Name##Array(reversed(v, n).data(), n); }
+    IO_TEST_SWAPPED(Short, short)
+    IO_TEST_SWAPPED(UShort, unsigned short)
+    IO_TEST_SWAPPED(Int, int)
+    IO_TEST_SWAPPED(UInt, unsigned int)
+    IO_TEST_SWAPPED(Int64, int64_t)
+    IO_TEST_SWAPPED(UInt64, uint64_t)
+    IO_TEST_SWAPPED(Float, float)
+    IO_TEST_SWAPPED(Double, double)
+#undef IO_TEST_SWAPPED
 
 private:
     template <typename T> static std::vector<T> reversed(const T* values, int count)

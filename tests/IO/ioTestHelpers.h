@@ -1,8 +1,8 @@
 #ifndef IO_TEST_HELPERS_H
 #define IO_TEST_HELPERS_H
 
-// Shared by the packet-file tests: captured error text, a registry of ad-hoc types, and
-// one-call writing and reading of small files.
+// Shared by the packet-file tests: captured error text, a registry of ad-hoc types, and one-call
+// writing and reading of small files.
 
 #include "ioBufferedStream.h"
 #include "ioContext.h"
@@ -10,6 +10,8 @@
 #include "ioPacketType.h"
 #include "qvTestSupport.h"
 
+#include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -74,7 +76,7 @@ private:
     std::vector<ioPacketType*> pending;
 };
 
-// A type whose read runs a function (with captures).
+// A type whose read runs a function, and which records what is reported to it.
 class LambdaType : public ioPacketType {
 public:
     LambdaType(const char* name, std::function<void(ioClientReadContext&)> reader = {})
@@ -117,20 +119,12 @@ inline std::string writeMethodFile(const std::string& path, ioPacketRegistry& re
     return qvTest::readFileBytes(path);
 }
 
-inline std::string writeAsciiFile(const std::string& path, ioPacketRegistry& registry,
-                                  const std::function<void(ioWriteContext&)>& body,
-                                  ioStatus* status = nullptr)
-{
-    return writeMethodFile(path, registry, ioWriteAscii, body, status);
-}
-
 struct ReadOutcome {
     bool opened = false;
     ioStatus status = ioError;
     int packets = 0;
 };
 
-// Reads a whole file with the given registry.
 inline ReadOutcome readFile(const std::string& path, ioPacketRegistry& registry)
 {
     ReadOutcome outcome;
@@ -151,6 +145,24 @@ inline ReadOutcome readFile(const std::string& path, ioPacketRegistry& registry)
 inline const char* asciiHeader()
 {
     return "^@\n1\n1 0 1\n1 2 4 8 4 8 4\n@\n";
+}
+
+// What follows the header and the registry (each ends with an "@" line), and what precedes it.
+inline std::string packetsOf(const std::string& file)
+{
+    size_t header = file.find("\n@\n");
+    size_t registry = header == std::string::npos ? header : file.find("\n@\n", header + 3);
+    return registry == std::string::npos ? "" : file.substr(registry + 3);
+}
+
+inline std::string headOf(const std::string& file)
+{
+    return file.substr(0, file.size() - packetsOf(file).size());
+}
+
+inline std::string int32Bytes(int32_t value)
+{
+    return std::string(reinterpret_cast<const char*>(&value), 4);
 }
 
 } // namespace ioTest

@@ -9,15 +9,10 @@ using ioTest::TestRegistry;
 
 namespace {
 
-std::string registryLines(const std::vector<std::string>& names)
+// The registry text of a file with one type of its own.
+std::string registryOf(const std::string& name)
 {
-    std::string text = "   0 packetFile_string\n   1 packetFile_EOF\n";
-    for (size_t i = 0; i < names.size(); ++i) {
-        char id[8];
-        std::snprintf(id, sizeof id, "%4d ", static_cast<int>(i + 2));
-        text += id + names[i] + "\n";
-    }
-    return text + "@\n";
+    return "   0 packetFile_string\n   1 packetFile_EOF\n   2 " + name + "\n@\n";
 }
 
 struct HeaderCase {
@@ -28,18 +23,11 @@ struct HeaderCase {
 
 } // namespace
 
-TEST(Header, WrittenBytesAndReadMethods)
+// The written header is checked with each format's bytes; here the reading side.
+TEST(Header, ReadMethodsAndBadHeaders)
 {
     qvTest::TempDir dir;
     std::string path = dir.file("h");
-    ioBufferedStreamOutput out;
-    out.openFile(path.c_str());
-    ioHeader(ioWriteAscii).writeHeader(out);
-    ioHeader(ioWriteBinaryDebug).writeHeader(out);
-    out.close();
-    EXPECT_EQ(qvTest::readFileBytes(path), std::string(ioTest::asciiHeader())
-                                               + "^@\n1\n1 3 1\n1 2 4 8 4 8 4\n@\n");
-
     const HeaderCase cases[] = {
         {"^@\n1\n1 0 1\n1 2 4 8 4 8 4\n@\n", true, ioReadAscii},
         {"^@\n1\n1 1 1\n1 2 4 8 4 8 4\n@\n", true, ioReadBinarySameEndian},
@@ -75,12 +63,9 @@ TEST(Registry, NumbersTypesAndReadsTheFileRegistry)
     std::string path = dir.file("r");
     TestRegistry writer(false, {new LambdaType("alpha"), new LambdaType("a name longer than four")});
     writer.init();
-    writer.init();
-    EXPECT_EQ(writer.lookup("alpha")->getId(), 2);
     EXPECT_EQ(writer.lookup(3), writer.lookup("a name longer than four"));
     EXPECT_EQ(writer.lookup(4), nullptr);
     EXPECT_EQ(writer.lookup(-1), nullptr);
-    EXPECT_EQ(writer.lookup("beta"), nullptr);
     ioBufferedStreamOutput out;
     out.openFile(path.c_str());
     writer.writeRegistry(out);
@@ -92,21 +77,14 @@ TEST(Registry, NumbersTypesAndReadsTheFileRegistry)
         qvTest::writeFileBytes(path, text);
         ioBufferedStreamInput in;
         in.openFile(path.c_str());
-        ioStatus status = registry.readRegistry(in);
-        in.close();
-        return status;
+        return registry.readRegistry(in);
     };
     TestRegistry gap(true, {new LambdaType("a"), new LambdaType("b"), new LambdaType("c")});
     gap.init();
     EXPECT_EQ(readRegistryText("0 a\n1 b\n3 c\n@\n", gap), ioBadData);
-    EXPECT_EQ(gap.lookup("a")->getId(), 0);
     EXPECT_EQ(gap.lookup("b")->getId(), 1);
     EXPECT_EQ(gap.lookup("c")->getId(), -1);
     EXPECT_NE(std::string(gap.readProblem()).find("3 follows 1"), std::string::npos);
-
-    TestRegistry empty(true);
-    EXPECT_EQ(readRegistryText("@\n", empty), ioOk);
-    EXPECT_EQ(empty.lookup(0), nullptr);
 
     // Unknown names become plain types; the file's order decides the numbers.
     TestRegistry reader(true, {new LambdaType("b")});
@@ -116,9 +94,8 @@ TEST(Registry, NumbersTypesAndReadsTheFileRegistry)
     ASSERT_NE(reader.lookup(1), nullptr);
     EXPECT_STREQ(reader.lookup(1)->getName(), "unknown");
 
-    TestRegistry cut(true);
+    TestRegistry cut(true), garbage(true);
     EXPECT_EQ(readRegistryText("0 a\n1 b\n", cut), ioError);
-    TestRegistry garbage(true);
     EXPECT_EQ(readRegistryText("zzz\n@\n", garbage), ioBadData);
 }
 
@@ -138,23 +115,20 @@ TEST(WriteContext, MisuseSetsErrorAndTheEndOfFileStillFollows)
     }
     TestRegistry registry(false, {new LambdaType("t")});
     ioStatus status = ioOk;
-    std::string file = ioTest::writeAsciiFile(dir.file("open"), registry, [&](ioWriteContext& ctx) {
+    std::string file = ioTest::writeMethodFile(dir.file("open"), registry, ioWriteAscii, [&](ioWriteContext& ctx) {
         ctx.startPacket("t");
         ctx.writeInt(1);
     }, &status);
     EXPECT_EQ(status, ioError);
-    EXPECT_EQ(file, std::string(ioTest::asciiHeader()) + registryLines({"t"}) + "{ 1 0 }\n");
+    EXPECT_EQ(file, std::string(ioTest::asciiHeader()) + registryOf("t") + "{ 1 0 }\n");
 
-    // The stack grows from 10 to 20 levels at the eleventh nested packet; inner packets are
-    // written first.
+    // Eleven nested packets outgrow the first packet stack; inner packets are written first.
     TestRegistry nested(false, {new LambdaType("t")});
-    file = ioTest::writeAsciiFile(dir.file("nested"), nested, [&](ioWriteContext& ctx) {
+    file = ioTest::writeMethodFile(dir.file("nested"), nested, ioWriteAscii, [&](ioWriteContext& ctx) {
         for (int level = 0; level < 11; ++level) {
             ctx.startPacket("t");
             ctx.writeInt(level);
         }
-        EXPECT_EQ(ctx.getPacketStackCapacity(), 20);
-        EXPECT_EQ(ctx.getPacketDepth(), 10);
         for (int level = 0; level < 11; ++level)
             ctx.endPacket();
     }, &status);
@@ -169,14 +143,13 @@ TEST(ReadContext, ReferencesResolveForwardAndReportWhatIsLeft)
     struct Item {
         int value = 0;
         Item* next = nullptr;
-        Item* used = nullptr;
     };
     Item a{1}, b{2}, c{3}, ghost{4};
     a.next = &b;      // forward
     b.next = &a;      // backward: a cycle
     c.next = &ghost;  // never written: unresolved
     TestRegistry writer(false, {new LambdaType("item")});
-    ioTest::writeAsciiFile(dir.file("refs"), writer, [&](ioWriteContext& ctx) {
+    ioTest::writeMethodFile(dir.file("refs"), writer, ioWriteAscii, [&](ioWriteContext& ctx) {
         for (Item* item : {&a, &b, &c}) {
             ctx.startPacket("item", item);
             ctx.writeInt(item->value);
@@ -186,14 +159,12 @@ TEST(ReadContext, ReferencesResolveForwardAndReportWhatIsLeft)
     });
 
     std::vector<std::unique_ptr<Item>> items;
-    std::vector<void*> lookedUp;
     LambdaType* itemType = new LambdaType("item", [&](ioClientReadContext& ctx) {
         items.push_back(std::make_unique<Item>());
         Item* item = items.back().get();
         ctx->definePacketReference(item);
         item->value = ctx->readInt();
         ctx->readReferenceUsage(&item->next, item->value);
-        lookedUp.push_back(ctx->getReferenceDefinition(1));
     });
     TestRegistry reader(true, {itemType});
     ioTest::ReadOutcome outcome = ioTest::readFile(dir.file("refs"), reader);
@@ -202,31 +173,27 @@ TEST(ReadContext, ReferencesResolveForwardAndReportWhatIsLeft)
     EXPECT_EQ(items[0]->next, items[1].get());
     EXPECT_EQ(items[1]->next, items[0].get());
     EXPECT_EQ(items[2]->next, nullptr);
-    EXPECT_EQ(lookedUp[0], items[0].get());
     ASSERT_EQ(itemType->unresolved.size(), 1u);
     EXPECT_EQ(itemType->unresolved[0].first, &items[2]->next);
     EXPECT_EQ(itemType->unresolved[0].second, 3);
-    EXPECT_TRUE(itemType->isUnresolved());
     EXPECT_EQ(itemType->unreferenced, std::vector<void*>{items[2].get()});
-    EXPECT_TRUE(itemType->isUnreferenced());
+    EXPECT_TRUE(itemType->isUnresolved() && itemType->isUnreferenced());
     EXPECT_EQ(itemType->getNumUsages(), 3);
 }
 
+// The context's own reference calls, around what the reference map already does.
 TEST(ReadContext, DirectReferenceOperations)
 {
     qvTest::TempDir dir;
-    int x = 0, y = 0, z = 0;
+    int x = 0, y = 0;
     TestRegistry writer(false, {new LambdaType("p")});
-    ioTest::writeAsciiFile(dir.file("direct"), writer, [&](ioWriteContext& ctx) {
+    ioTest::writeMethodFile(dir.file("direct"), writer, ioWriteAscii, [&](ioWriteContext& ctx) {
         ctx.startPacket("p");
-        ctx.writeReference(&x, false);
-        ctx.writeReference(&x, false);
-        ctx.writeReference(&y, false);
-        ctx.writeReference(nullptr, false);
+        for (const void* object : std::vector<const void*>{&x, &x, &y, nullptr})
+            ctx.writeReference(object, false);
         ctx.endPacket();
     });
-    int a = 0, b = 0, c = 0;
-    std::vector<std::string> log;
+    int a = 0, b = 0, c = 0, read = 0;
     TestRegistry reader(true, {new LambdaType("p", [&](ioClientReadContext& ctx) {
         ioReadContext& r = ctx.context();
         int first = 0;
@@ -234,42 +201,34 @@ TEST(ReadContext, DirectReferenceOperations)
         EXPECT_EQ(first, 1);
         r.defineReference(1, &a);
         r.defineReferenceSynonym(1, &c);
-        EXPECT_EQ(r.getReferenceDefinition(1), &a);
         EXPECT_EQ(r.getReference(&c), 1);
         EXPECT_EQ(r.readReferenceUsage(), &a);
         EXPECT_EQ(r.readReferenceDefinition(&b), 2);
-        EXPECT_TRUE(r.isReferenceDefined(&b));
+        EXPECT_EQ(r.getReferenceDefinition(2), &b);
         r.undefineReference(&b);
         EXPECT_FALSE(r.isReferenceDefined(2));
         EXPECT_EQ(r.readReference(), 0);
-        EXPECT_FALSE(r.isReferenceDefined(0));
         EXPECT_EQ(r.getReferenceDefinition(-5), nullptr);
         EXPECT_EQ(r.getReferenceDefinition(123456), nullptr);
-        void* slot = &z;
+        void* slot = &x;
         r.resolveReference(0, &slot, 0);
         EXPECT_EQ(slot, nullptr);
-        void* later = &z;
-        r.resolveReference(9, &later, 77);
-        r.reportUnresolvedPtrs(nullptr, [](void* s, int extra) {
-            EXPECT_EQ(extra, 77);
-            *static_cast<void**>(s) = s;
-        });
-        EXPECT_EQ(later, &later);
+        r.resolveReference(9, &slot, 77);
         // Waiting slots are filled in one pass, which each report runs first.
-        r.defineReference(9, &z);
+        r.defineReference(9, &y);
         r.reportUnresolvedPtrs(nullptr, [](void*, int) { ADD_FAILURE() << "slot still waiting"; });
-        EXPECT_EQ(later, &z);
-        log.push_back("done");
+        EXPECT_EQ(slot, &y);
+        ++read;
     })});
     EXPECT_EQ(ioTest::readFile(dir.file("direct"), reader).status, ioOk);
-    EXPECT_EQ(log.size(), 1u);
+    EXPECT_EQ(read, 1);
 }
 
 TEST(ReadContext, HaltSkippedPacketsAndMissingDefinitions)
 {
     qvTest::TempDir dir;
     std::string path = dir.file("f");
-    std::string head = std::string(ioTest::asciiHeader()) + registryLines({"p"});
+    std::string head = std::string(ioTest::asciiHeader()) + registryOf("p");
 
     // Flags 2 and above skip the packet, which still counts.
     qvTest::writeFileBytes(path, head + "{ 2 2 99 }\n{ 2 0 5 }\n{ 1 0 }\n");

@@ -63,7 +63,10 @@ void ioObjectNumbers::rehash(std::size_t size)
             set(slot.object, slot.number);
 }
 
-ioReferenceMapImpl::ioReferenceMapImpl() : firstUnfilled(0), usedEntries(0), nextNumber(1) {}
+ioReferenceMapImpl::ioReferenceMapImpl()
+    : firstUnfilled(0), listsKept(false), usedEntries(0), nextNumber(1)
+{
+}
 
 int ioReferenceMapImpl::referenceOf(const void* object) const
 {
@@ -79,60 +82,82 @@ int ioReferenceMapImpl::newReference(const void* object)
     return number;
 }
 
-ioReferenceMapImpl::Entry* ioReferenceMapImpl::find(int number)
+ioReferenceMapImpl::Entry ioReferenceMapImpl::findFar(int number)
 {
-    if (number < 1)
-        return nullptr;
-    if (static_cast<size_t>(number) < entries.size())
-        return &entries[static_cast<size_t>(number)];
-    auto it = farEntries.find(number);
-    return it == farEntries.end() ? nullptr : &it->second;
+    auto it = number < 1 ? farEntries.end() : farEntries.find(number);
+    if (it == farEntries.end())
+        return Entry{nullptr, nullptr, nullptr};
+    FarEntry& far = it->second;
+    return Entry{&far.flags, &far.binding, listsKept ? &far.firstPending : nullptr};
 }
 
-const ioReferenceMapImpl::Entry* ioReferenceMapImpl::find(int number) const
+ioReferenceMapImpl::Entry ioReferenceMapImpl::makeEntry(int number)
 {
-    return const_cast<ioReferenceMapImpl*>(this)->find(number);
-}
-
-ioReferenceMapImpl::Entry& ioReferenceMapImpl::entryFor(int number)
-{
-    if (Entry* entry = find(number))
-        return *entry;
+    if (Entry entry = findFar(number))
+        return entry;
     ++usedEntries;
     size_t wanted = static_cast<size_t>(number) + growth;
     size_t allowed = usedEntries * densePerUsedEntry;
     if (allowed < denseFloor)
         allowed = denseFloor;
     if (wanted > allowed) {
-        Entry& far = farEntries[number];
-        far = emptyEntry;
-        return far;
+        farEntries[number] = FarEntry{0, -1, Binding{nullptr, nullptr}};
+        return find(number);
     }
-    entries.resize(wanted, emptyEntry);
-    // Far entries that the vector now covers move into it.
+    flags.resize(wanted, 0);
+    bindings.resize(wanted, Binding{nullptr, nullptr});
+    if (listsKept)
+        firstPending.resize(wanted, -1);
+    // Far entries that the vectors now cover move into them.
     while (!farEntries.empty() && static_cast<size_t>(farEntries.begin()->first) < wanted) {
-        entries[static_cast<size_t>(farEntries.begin()->first)] = farEntries.begin()->second;
+        size_t at = static_cast<size_t>(farEntries.begin()->first);
+        const FarEntry& far = farEntries.begin()->second;
+        flags[at] = far.flags;
+        bindings[at] = far.binding;
+        if (listsKept)
+            firstPending[at] = far.firstPending;
         farEntries.erase(farEntries.begin());
     }
-    return entries[static_cast<size_t>(number)];
+    return find(number);
 }
 
-void ioReferenceMapImpl::indexDefinedObjects() const
+void ioReferenceMapImpl::indexUnindexed() const
 {
     for (const auto& bound : unindexed)
         numbers.set(bound.first, bound.second);
     unindexed.clear();
 }
 
-void ioReferenceMapImpl::fillPendingSlots(Entry& entry)
+void ioReferenceMapImpl::keepLists()
 {
-    for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
+    if (listsKept)
+        return;
+    listsKept = true;
+    firstPending.assign(flags.size(), -1);
+    for (auto& far : farEntries)
+        far.second.firstPending = -1;
+    // Every slot before firstUnfilled is filled; the rest join their number's list in order.
+    for (size_t i = firstUnfilled; i < pendingSlots.size(); ++i) {
+        PendingSlot& pending = pendingSlots[i];
+        if (!pending.slot)
+            continue;
+        Entry entry = find(pending.number);
+        pending.next = *entry.firstPending;
+        *entry.firstPending = static_cast<int32_t>(i);
+    }
+}
+
+void ioReferenceMapImpl::fillPendingSlots(int number)
+{
+    keepLists();
+    Entry entry = find(number);
+    for (int32_t i = *entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
         PendingSlot& pending = pendingSlots[static_cast<size_t>(i)];
-        *pending.slot = entry.object;
+        *pending.slot = entry.binding->object;
         pending.slot = nullptr;
     }
-    entry.used = true;
-    entry.firstPending = -1;
+    *entry.flags = static_cast<uint8_t>((*entry.flags | used) & ~waited);
+    *entry.firstPending = -1;
 }
 
 void ioReferenceMapImpl::fillDefinedSlots()
@@ -144,16 +169,17 @@ void ioReferenceMapImpl::fillDefinedSlots()
         PendingSlot& pending = pendingSlots[i];
         if (!pending.slot)
             continue;
-        Entry* entry = find(pending.number);
-        if (!entry || !entry->defined) {
+        Entry entry = find(pending.number);
+        if (!entry || !(*entry.flags & defined)) {
             firstWaiting = std::min(firstWaiting, i);
             continue;
         }
-        *pending.slot = entry->object;
+        *pending.slot = entry.binding->object;
         pending.slot = nullptr;
         // Every slot of a defined number is filled in this pass: the list is done.
-        entry->used = true;
-        entry->firstPending = -1;
+        *entry.flags = static_cast<uint8_t>((*entry.flags | used) & ~waited);
+        if (entry.firstPending)
+            *entry.firstPending = -1;
     }
     firstUnfilled = firstWaiting;
 }
@@ -162,53 +188,57 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
 {
     if (number < 1)
         return;
-    Entry& entry = entryFor(number);
+    Entry entry = entryFor(number);
     if (object)
         unindexed.emplace_back(object, number);
-    entry.known = true;
-    if (synonym && entry.defined)
+    uint8_t state = *entry.flags | known;
+    if (synonym && (state & defined)) {
+        *entry.flags = state;
         return;
-    // A redefinition: the slots that waited for the first binding get it. Writing never has
-    // waiting slots; not looking at the entry there saves a cache miss per packet.
-    if (!pendingSlots.empty() && entry.defined && entry.firstPending >= 0)
-        fillPendingSlots(entry);
-    entry.defined = true;
-    entry.object = object;
-    entry.type = type;
+    }
+    // A redefinition: the slots that waited for the first binding get it.
+    if ((state & (defined | waited)) == (defined | waited)) {
+        fillPendingSlots(number);
+        entry = find(number);
+        state = *entry.flags;
+    }
+    *entry.flags = state | defined;
+    *entry.binding = Binding{object, type};
 }
 
 void ioReferenceMapImpl::undefine(int number)
 {
-    Entry* entry = find(number);
-    if (!entry || !entry->defined)
+    Entry entry = find(number);
+    if (!entry || !(*entry.flags & defined))
         return;
-    if (entry->firstPending >= 0)
-        fillPendingSlots(*entry);
+    if (*entry.flags & waited) {
+        fillPendingSlots(number);
+        entry = find(number);
+    }
     indexDefinedObjects();
-    numbers.erase(entry->object, number);
-    entry->defined = false;
-    entry->object = nullptr;
+    numbers.erase(entry.binding->object, number);
+    *entry.flags = static_cast<uint8_t>(*entry.flags & ~defined);
+    entry.binding->object = nullptr;
 }
 
 bool ioReferenceMapImpl::isDefined(int number) const
 {
-    const Entry* entry = find(number);
-    return entry && entry->defined;
+    Entry entry = find(number);
+    return entry && (*entry.flags & defined);
 }
 
 void* ioReferenceMapImpl::objectOf(int number) const
 {
-    const Entry* entry = find(number);
-    return entry && entry->defined ? entry->object : nullptr;
+    Entry entry = find(number);
+    return entry && (*entry.flags & defined) ? entry.binding->object : nullptr;
 }
 
 void ioReferenceMapImpl::use(int number, ioPacketType*)
 {
     if (number < 1)
         return;
-    Entry& entry = entryFor(number);
-    entry.known = true;
-    entry.used = true;
+    Entry entry = entryFor(number);
+    *entry.flags |= known | used;
 }
 
 void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* type, int extra)
@@ -216,32 +246,38 @@ void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* t
     *slot = nullptr;
     if (number < 1)
         return;
-    Entry& entry = entryFor(number);
-    entry.known = true;
-    if (entry.defined) {
-        *slot = entry.object;
-        entry.used = true;
+    Entry entry = entryFor(number);
+    uint8_t state = *entry.flags | known;
+    if (state & defined) {
+        *slot = entry.binding->object;
+        *entry.flags = state | used;
         return;
     }
-    pendingSlots.push_back(PendingSlot{slot, type, extra, number, entry.firstPending});
-    entry.firstPending = static_cast<int32_t>(pendingSlots.size() - 1);
+    *entry.flags = state | waited;
+    int32_t next = -1;
+    if (entry.firstPending) {
+        next = *entry.firstPending;
+        *entry.firstPending = static_cast<int32_t>(pendingSlots.size());
+    }
+    pendingSlots.push_back(PendingSlot{slot, type, extra, number, next});
 }
 
 template <typename Visit> void ioReferenceMapImpl::forEachEntry(Visit visit)
 {
-    for (size_t number = 1; number < entries.size(); ++number)
-        visit(entries[number]);
+    keepLists();
+    for (size_t number = 1; number < flags.size(); ++number)
+        visit(Entry{&flags[number], &bindings[number], &firstPending[number]});
     for (auto& far : farEntries)
-        visit(far.second);
+        visit(Entry{&far.second.flags, &far.second.binding, &far.second.firstPending});
 }
 
 void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
 {
     fillDefinedSlots();
-    forEachEntry([&](Entry& entry) {
+    forEachEntry([&](Entry entry) {
         // Slots were added at the head of the list: report them in the order they were added.
         std::vector<int32_t> waiting;
-        for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next)
+        for (int32_t i = *entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next)
             waiting.push_back(i);
         for (auto it = waiting.rbegin(); it != waiting.rend(); ++it) {
             PendingSlot& pending = pendingSlots[static_cast<size_t>(*it)];
@@ -250,17 +286,18 @@ void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
         }
         for (int32_t i : waiting)
             pendingSlots[static_cast<size_t>(i)].slot = nullptr;
-        entry.firstPending = -1;
-        if (entry.defined && !entry.used && entry.type)
-            entry.type->handleUnreferencedMemory(client, entry.object);
+        *entry.firstPending = -1;
+        *entry.flags = static_cast<uint8_t>(*entry.flags & ~waited);
+        if ((*entry.flags & (defined | used)) == defined && entry.binding->type)
+            entry.binding->type->handleUnreferencedMemory(client, entry.binding->object);
     });
 }
 
 void ioReferenceMapImpl::reportUnresolved(ioPacketType* type, void (*function)(void*, int))
 {
     fillDefinedSlots();
-    forEachEntry([&](Entry& entry) {
-        for (int32_t i = entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
+    forEachEntry([&](Entry entry) {
+        for (int32_t i = *entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
             const PendingSlot& pending = pendingSlots[static_cast<size_t>(i)];
             if (!type || pending.type == type)
                 function(pending.slot, pending.extra);

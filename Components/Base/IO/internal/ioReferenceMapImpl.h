@@ -51,11 +51,20 @@ private:
     int shift = 64;
 };
 
-// Entries live in a vector indexed by number. A number at or past its end that is defined or
-// waited for grows the vector to that number plus 20000, so numbering in steps of one rarely
+// Entries live in vectors indexed by number. A number at or past their end that is defined or
+// waited for grows them to that number plus 20000, so numbering in steps of one rarely
 // reallocates. Numbers far beyond what the file has used so far (a damaged or forged file) are
 // kept in an ordered side map instead, so that one such number cannot cost gigabytes; they move
-// into the vector once it grows past them.
+// into the vectors once these grow past them.
+//
+// An entry is split in two: a flag byte, and the bound object with its definer. The flag bytes
+// of a whole file fit in the processor's cache, so defining a number and registering a slot
+// for a number not yet defined never wait for memory; only a backward reference, which needs
+// the object, touches the binding.
+//
+// Slots waiting for a number are kept in registration order and filled in one pass. Per-number
+// lists of them are built only when something needs a number's own slots (a waited-for number
+// redefined or removed, or the reports at the end); from then on they are kept up to date.
 // Exported only so that the tests can check the growth rule; the header is not installed.
 class QV_BASE_API ioReferenceMapImpl : public ioReferenceMap {
 public:
@@ -73,28 +82,39 @@ public:
     void reportUnresolved(ioPacketType* type, void (*function)(void*, int)) override;
     void fillDefinedSlots() override;
 
-    // Entries the vector holds (for tests of the growth rule).
-    std::size_t denseSize() const { return entries.size(); }
+    // Entries the vectors hold (for tests of the growth rule).
+    std::size_t denseSize() const { return flags.size(); }
     std::size_t sparseSize() const { return farEntries.size(); }
 
     static constexpr int growth = 20000;
-    // The vector may always grow to this many entries; beyond, only in proportion to the
+    // The vectors may always grow to this many entries; beyond, only in proportion to the
     // entries in use.
     static constexpr std::size_t denseFloor = 65536;
     static constexpr std::size_t densePerUsedEntry = 16;
 
 private:
-    // Flags are whole bytes, not bits, so that setting one is a plain store: writing a file
-    // marks entries all over the vector and need not wait for each to be loaded.
-    struct Entry {
-        bool defined;
-        bool known;
-        bool used;            // only "never used" is reported
-        int32_t firstPending; // index into pendingSlots of the latest waiting slot, -1 when none
-        void* object;         // the bound object, null when not defined
-        ioPacketType* type;   // the definer
+    enum Flag : uint8_t {
+        defined = 1,
+        known = 2,
+        used = 4,   // only "never used" is reported
+        waited = 8, // slots registered for the number may still be waiting
     };
-    static constexpr Entry emptyEntry = {false, false, false, -1, nullptr, nullptr};
+    struct Binding {
+        void* object;       // null when not defined
+        ioPacketType* type; // the definer
+    };
+    struct FarEntry {
+        uint8_t flags;
+        int32_t firstPending;
+        Binding binding;
+    };
+    // The parts of one entry, wherever it is kept. firstPending is null while lists are not kept.
+    struct Entry {
+        uint8_t* flags;
+        Binding* binding;
+        int32_t* firstPending;
+        explicit operator bool() const { return flags != nullptr; }
+    };
     // A slot waiting for its number; slot becomes null once it is filled.
     struct PendingSlot {
         void** slot;
@@ -104,20 +124,44 @@ private:
         int32_t next; // the slot registered before it for the same number, -1 when none
     };
 
-    Entry* find(int number);
-    const Entry* find(int number) const;
+    Entry find(int number)
+    {
+        size_t at = static_cast<size_t>(number);
+        if (number >= 1 && at < flags.size())
+            return Entry{&flags[at], &bindings[at], listsKept ? &firstPending[at] : nullptr};
+        return findFar(number);
+    }
+    Entry find(int number) const { return const_cast<ioReferenceMapImpl*>(this)->find(number); }
+    Entry findFar(int number);
     // The entry of number (at least 1), made when missing.
-    Entry& entryFor(int number);
-    // Gives the entry's object to every slot that waits for it.
-    void fillPendingSlots(Entry& entry);
+    Entry entryFor(int number)
+    {
+        size_t at = static_cast<size_t>(number);
+        if (at < flags.size())
+            return Entry{&flags[at], &bindings[at], listsKept ? &firstPending[at] : nullptr};
+        return makeEntry(number);
+    }
+    Entry makeEntry(int number);
+    // Builds the per-number lists of waiting slots; they are kept from then on.
+    void keepLists();
+    // Gives the object bound to number to every slot that waits for it.
+    void fillPendingSlots(int number);
     // Enters the objects bound by define() into `numbers`, in the order they were bound.
-    void indexDefinedObjects() const;
+    void indexDefinedObjects() const
+    {
+        if (!unindexed.empty())
+            indexUnindexed();
+    }
+    void indexUnindexed() const;
     template <typename Visit> void forEachEntry(Visit visit);
 
-    std::vector<Entry> entries;
-    std::map<int, Entry> farEntries;
+    std::vector<uint8_t> flags;
+    std::vector<Binding> bindings;
+    std::vector<int32_t> firstPending; // empty until lists are kept
+    std::map<int, FarEntry> farEntries;
     std::vector<PendingSlot> pendingSlots;
     std::size_t firstUnfilled; // pendingSlots before it are all filled
+    bool listsKept;
     // Reading binds every object it reads but rarely asks for an object's number, so define()
     // only notes the pair and the table is built on the first question.
     mutable ioObjectNumbers numbers;

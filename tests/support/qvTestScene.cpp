@@ -19,34 +19,19 @@ const char* const nodeTypeName = "scene_node";
 
 // ---- values that survive every encoding exactly
 
-double canonicalDouble(double value)
+// The nearest value whose text with the given significant digits reads back as itself.
+template <typename T> T canonical(T value, int digits, T fallback)
 {
     for (int i = 0; i < 8; ++i) {
         char text[40];
-        char* end = std::to_chars(text, text + sizeof text, value, std::chars_format::general, 16).ptr;
+        char* end = std::to_chars(text, text + sizeof text, static_cast<double>(value), std::chars_format::general, digits).ptr;
         double back = 0;
         std::from_chars(text, end, back);
-        if (back == value)
+        if (static_cast<T>(back) == value)
             return value;
-        value = back;
+        value = static_cast<T>(back);
     }
-    return 0.5;
-}
-
-float canonicalFloat(float value)
-{
-    for (int i = 0; i < 8; ++i) {
-        char text[40];
-        char* end = std::to_chars(text, text + sizeof text, static_cast<double>(value),
-                                  std::chars_format::general, 7)
-                        .ptr;
-        double back = 0;
-        std::from_chars(text, end, back);
-        if (static_cast<float>(back) == value)
-            return value;
-        value = static_cast<float>(back);
-    }
-    return 0.25f;
+    return fallback;
 }
 
 // By plain multiplication, not std::pow: C runtimes differ in pow's last bit, and the scene must
@@ -69,12 +54,11 @@ public:
     double real()
     {
         double mantissa = std::uniform_real_distribution<double>(-1.0, 1.0)(engine);
-        return canonicalDouble(mantissa * powerOfTen(range(-30, 30)));
+        return canonical(mantissa * powerOfTen(range(-30, 30)), 16, 0.5);
     }
     float realFloat()
     {
-        float value = static_cast<float>(std::uniform_real_distribution<double>(-1e4, 1e4)(engine));
-        return canonicalFloat(value);
+        return canonical(static_cast<float>(std::uniform_real_distribution<double>(-1e4, 1e4)(engine)), 7, 0.25f);
     }
     // Names use every character the ASCII format escapes, and a few it does not.
     std::string name(const char* kind, int index)

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstring>
 #include <random>
+#include <set>
 
 namespace qvTest {
 
@@ -582,29 +583,20 @@ std::string compareScenes(const Scene& expected, const Scene& actual)
 
 std::vector<std::string> expectedUnreferenced(const Scene& scene)
 {
-    std::vector<char> meshUsed(scene.meshes.size()), materialUsed(scene.materials.size()),
-        nodeUsed(scene.nodes.size());
+    std::set<const void*> used;
     for (const auto& node : scene.nodes) {
-        for (const SceneNode* other : {node->parent, node->link})
-            if (other && other != &scene.missing)
-                nodeUsed[static_cast<size_t>(other->index)] = 1;
-        for (const SceneNode* child : node->children)
-            nodeUsed[static_cast<size_t>(child->index)] = 1;
-        if (node->mesh)
-            meshUsed[static_cast<size_t>(node->mesh->index)] = 1;
-        if (node->material)
-            materialUsed[static_cast<size_t>(node->material->index)] = 1;
+        used.insert({node->parent, node->link, node->mesh, node->material});
+        used.insert(node->children.begin(), node->children.end());
     }
     std::vector<std::string> names;
-    for (char used : meshUsed)
-        if (!used)
-            names.push_back(meshTypeName);
-    for (char used : materialUsed)
-        if (!used)
-            names.push_back(materialTypeName);
-    for (char used : nodeUsed)
-        if (!used)
-            names.push_back(nodeTypeName);
+    auto collect = [&](const auto& objects, const char* name) {
+        for (const auto& object : objects)
+            if (!used.count(object.get()))
+                names.push_back(name);
+    };
+    collect(scene.meshes, meshTypeName);
+    collect(scene.materials, materialTypeName);
+    collect(scene.nodes, nodeTypeName);
     std::sort(names.begin(), names.end());
     return names;
 }

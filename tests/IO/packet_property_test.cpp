@@ -135,14 +135,12 @@ std::vector<Op> readOps(ioReadContext& ctx, const std::vector<Op>& expected, std
     for (const Op& e : expected) {
         Op& op = ops.emplace_back(e.kind);
         op.array = e.array;
+        const int n = static_cast<int>(e.bits.size());
         switch (e.kind) {
 #define IO_TEST_READ(Name, T)                                                                      \
     case k##Name: {                                                                                \
         auto values = unpack<T>(op, e.bits.size());                                                \
-        if (op.array)                                                                              \
-            ctx.read##Name##Array(values.get(), static_cast<int>(e.bits.size()));                  \
-        else                                                                                       \
-            values[0] = ctx.read##Name();                                                          \
+        op.array ? ctx.read##Name##Array(values.get(), n) : void(values[0] = ctx.read##Name());    \
         for (size_t i = 0; i < e.bits.size(); ++i)                                                 \
             op.bits.push_back(bitCast<uint64_t>(values[i]));                                       \
         break;                                                                                     \

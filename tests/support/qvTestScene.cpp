@@ -3,6 +3,7 @@
 #include "ioBufferedStream.h"
 #include "ioPacketRegistry.h"
 #include "ioPacketType.h"
+#include "qvTestMemoryStream.h"
 
 #include <algorithm>
 #include <charconv>
@@ -166,7 +167,7 @@ template <class Walk, class Node> void walkNode(Walk& w, Node& node)
 struct Writer : Walker<Writer> {
     ioWriteContext& ctx;
     ioPacketType* types[3];
-    Writer(ioWriteContext& ctx, std::initializer_list<ioPacketType*> list) : ctx(ctx) { std::copy(list.begin(), list.end(), types); }
+    const void* missing; // written as a null reference
 
     void begin(TypeIndex type, const void* object) { ctx.startPacket(types[type], object); }
     void end(bool) { ctx.endPacket(); }
@@ -197,7 +198,7 @@ struct Writer : Walker<Writer> {
         count(values);
         array(flags.get(), values.size());
     }
-    void reference(const void* object, int) { ctx.writeReference(object, false); }
+    void reference(const void* object, int) { ctx.writeReference(object == missing ? nullptr : object, false); }
     void stringPacket(const std::string& text) { ctx.writeCStringPacket(text.c_str()); }
     void stringReference(const std::string& text) { ctx.writeReference(text.c_str(), false); }
 };
@@ -252,34 +253,6 @@ struct Reader : Walker<Reader> {
     template <typename T> void reference(T*& slot, int extra) { ctx.readReferenceUsage(&slot, extra); }
     void stringPacket(std::string&) {}
     void stringReference(std::string& text) { text = Reader::text(ctx.readReferenceUsage()); }
-};
-
-// Appends every value's bytes and every reference's index: two objects are equal when their
-// dumps are.
-struct Dump : Walker<Dump> {
-    const SceneNode* missing; // a link to it is the null link of the scene read back
-    std::string bytes;
-    explicit Dump(const SceneNode* missing) : missing(missing) {}
-
-    void begin(TypeIndex, const void*) {}
-    void end(bool) {}
-    void sub() {}
-    void endSub() {}
-    void chunk() {}
-    void endChunk() {}
-    template <typename T> void array(const T* values, size_t n) { bytes.append(reinterpret_cast<const char*>(values), n * sizeof(T)); }
-    template <typename T> void field(const T& v) { array(&v, 1); }
-    void field(const std::string& text) { bytes += text + '\0'; }
-    template <typename T> void count(const std::vector<T>& values) { field(values.size()); }
-    template <typename T> void field(const std::vector<T>& values)
-    {
-        count(values);
-        array(values.data(), values.size());
-    }
-    void flags(const std::vector<char>& values) { field(values); }
-    template <typename T> void reference(const T* object, int) { field(static_cast<const void*>(object) == missing ? -1 : indexOf(object)); }
-    void stringPacket(const std::string&) {}
-    void stringReference(const std::string& text) { field(text); }
 };
 
 struct ReadState {
@@ -473,19 +446,20 @@ ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteM
         afterRegistry);
 }
 
-ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
-                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext,
-                    const std::function<void()>& afterRegistry)
+namespace {
+
+ioStatus writeWith(const Scene& scene, ioWriteContext* made, const std::function<void()>& afterRegistry,
+                   const void* missing)
 {
     SceneRegistry registry(false, nullptr);
-    std::unique_ptr<ioWriteContext> ctx(makeContext(stream));
+    std::unique_ptr<ioWriteContext> ctx(made);
     if (!ctx)
         return ioError;
     ctx->associateRegistry(&registry);
     ctx->startFile();
     if (afterRegistry)
         afterRegistry();
-    Writer writer{*ctx, {registry.lookup(meshTypeName), registry.lookup(materialTypeName), registry.lookup(nodeTypeName)}};
+    Writer writer{{}, *ctx, {registry.lookup(meshTypeName), registry.lookup(materialTypeName), registry.lookup(nodeTypeName)}, missing};
     std::vector<SceneItem> items = writeOrder(scene);
     for (size_t i = 0; i < items.size(); ++i) {
         prefetchAhead(scene, items, i);
@@ -499,6 +473,15 @@ ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
     }
     ctx->endFile();
     return ctx->getStatus();
+}
+
+} // namespace
+
+ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
+                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext,
+                    const std::function<void()>& afterRegistry)
+{
+    return writeWith(scene, makeContext(stream), afterRegistry, nullptr);
 }
 
 ioStatus writeSceneFile(const Scene& scene, const std::string& path, ioWriteMethod method)
@@ -547,38 +530,20 @@ SceneReadResult readSceneFile(Scene& scene, const std::string& path)
     return result;
 }
 
-namespace {
-
-// "" when both lists dump alike, else "<what> <index> differs" for the first that does not.
-template <typename T, typename Walk>
-std::string compareObjects(const char* what, const std::vector<std::unique_ptr<T>>& expected,
-                           const std::vector<std::unique_ptr<T>>& actual, const SceneNode* missing, Walk walk)
-{
-    if (expected.size() != actual.size())
-        return std::string(what) + " count " + std::to_string(expected.size()) + " vs " + std::to_string(actual.size());
-    for (size_t i = 0; i < expected.size(); ++i) {
-        Dump a(missing), b(nullptr);
-        walk(a, *expected[i]);
-        walk(b, *actual[i]);
-        if (a.bytes != b.bytes)
-            return std::string(what) + " " + std::to_string(i) + " differs";
-    }
-    return "";
-}
-
-} // namespace
-
+// Both scenes in the binary method, a link to expected.missing written as a null link: equal
+// scenes give equal bytes.
 std::string compareScenes(const Scene& expected, const Scene& actual)
 {
-    std::string diff = compareObjects("mesh", expected.meshes, actual.meshes, nullptr,
-                                      [](Dump& d, const SceneMesh& m) { walkMesh(d, m); });
-    if (diff.empty())
-        diff = compareObjects("material", expected.materials, actual.materials, nullptr,
-                              [](Dump& d, const SceneMaterial& m) { walkMaterial(d, m); });
-    if (diff.empty())
-        diff = compareObjects("node", expected.nodes, actual.nodes, &expected.missing,
-                              [](Dump& d, const SceneNode& n) { walkNode(d, n); });
-    return diff;
+    std::string bytes[2];
+    for (int i = 0; i < 2; ++i) {
+        MemoryOutput out(bytes[i]);
+        writeWith(i ? actual : expected, ioWriteContextAlloc(out, ioWriteBinary, nullptr), {}, &expected.missing);
+        out.close();
+    }
+    if (bytes[0] == bytes[1])
+        return "";
+    size_t at = static_cast<size_t>(std::mismatch(bytes[0].begin(), bytes[0].end(), bytes[1].begin(), bytes[1].end()).first - bytes[0].begin());
+    return "the scenes differ from byte " + std::to_string(at) + " of their binary files";
 }
 
 std::vector<std::string> expectedUnreferenced(const Scene& scene)

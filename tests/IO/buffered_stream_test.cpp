@@ -1,15 +1,9 @@
-#include "ioBufferedStream.h"
-#include "qvTestMemoryStream.h"
+#include "ioFilterTestHelpers.h"
 #include "qvTestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
 #include <fstream>
-#include <random>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -41,15 +35,6 @@ public:
 
 std::vector<int> progressSeen;
 void recordProgress(int total) { progressSeen.push_back(total); }
-
-std::string randomBytes(size_t size, unsigned seed)
-{
-    std::mt19937 random(seed);
-    std::string bytes(size, '\0');
-    for (char& c : bytes)
-        c = static_cast<char>(random());
-    return bytes;
-}
 
 } // namespace
 
@@ -113,7 +98,7 @@ TEST(BufferedStream, FilesRoundTripAndReportSizeAndProgress)
 {
     qvTest::TempDir dir;
     std::string path = dir.file("bytes.bin");
-    const std::string bytes = randomBytes(20000, 5);
+    const std::string bytes = ioTest::randomData(20000, 5);
 
     ioBufferedStreamOutput out;
     out.openFile(path.c_str());
@@ -189,7 +174,7 @@ TEST(BufferedStream, OpeningFailuresEmptyFilesAndAFullDisk)
 TEST(BufferedStream, ReadingAheadKeepsEveryByteOfItsOwnFile)
 {
     qvTest::TempDir dir;
-    const std::string bytes = randomBytes(3 * ioBufferFD::readAheadSize + 123, 9);
+    const std::string bytes = ioTest::randomData(3 * ioBufferFD::readAheadSize + 123, 9);
     qvTest::writeFileBytes(dir.file("a"), bytes);
     qvTest::writeFileBytes(dir.file("b"), "other");
 

@@ -86,11 +86,6 @@ template <typename T, typename Make> std::vector<T> makeArray(int length, Make m
     return values;
 }
 
-template <typename T> int indexOf(const T* object)
-{
-    return object ? object->index : -1;
-}
-
 // ---- one walk over each kind of object, run by a writer, a reader and a comparer, so that the
 // three cannot drift apart
 

@@ -177,7 +177,7 @@ TEST(Compress, KeysCrowdedAroundOneSlotAreStillFound)
         }
     }
     written.push_back(static_cast<int32_t>(ent));
-    written.push_back(ioBufferCompress::endCode);
+    written.push_back(static_cast<int32_t>(ioBufferCompress::endCode));
     ASSERT_LT(next, 32768);
     size_t crowded = 0;
     for (const auto& entry : codes)
@@ -240,7 +240,7 @@ TEST(Compress, DamagedInputEndsInAnErrorStatus)
     std::vector<int32_t> chain = {0};
     for (int32_t code = 258; code < 8600; ++code)
         chain.push_back(code);
-    chain.push_back(ioBufferCompress::endCode);
+    chain.push_back(static_cast<int32_t>(ioBufferCompress::endCode));
     EXPECT_EQ(decodeStatus(packCodes(chain), &decoded), ioStreamEndOfSection);
     EXPECT_EQ(decoded.size(), 8343u * 8344u / 2u);
     EXPECT_EQ(decoded.find_first_not_of('\0'), std::string::npos);

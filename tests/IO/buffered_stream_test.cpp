@@ -1,15 +1,9 @@
-#include "ioBufferedStream.h"
-#include "qvTestMemoryStream.h"
+#include "ioFilterTestHelpers.h"
 #include "qvTestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
 #include <fstream>
-#include <random>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -40,10 +34,7 @@ public:
 };
 
 std::vector<int> progressSeen;
-void recordProgress(int total)
-{
-    progressSeen.push_back(total);
-}
+void recordProgress(int total) { progressSeen.push_back(total); }
 
 } // namespace
 
@@ -89,18 +80,13 @@ TEST(BufferedStream, ReadIntAndReadLineParseAsTheFormatsNeed)
     EXPECT_EQ(numbers.readChar(), '5');
     EXPECT_TRUE(numbers.good());
 
+    // A line keeps its newline and is cut to size - 1 characters.
     qvTest::MemoryInput lines("first line\nsecond\nlast");
     char line[64];
-    lines.readLine(line, 1);
-    EXPECT_STREQ(line, "");
-    lines.readLine(line, sizeof line);
-    EXPECT_STREQ(line, "first line\n");
-    lines.readLine(line, 4);
-    EXPECT_STREQ(line, "sec");
-    lines.readLine(line, sizeof line);
-    EXPECT_STREQ(line, "ond\n");
-    lines.readLine(line, sizeof line);
-    EXPECT_STREQ(line, "last");
+    for (auto [size, expected] : std::vector<std::pair<int, const char*>>{{1, ""}, {64, "first line\n"}, {4, "sec"}, {64, "ond\n"}, {64, "last"}}) {
+        lines.readLine(line, size);
+        EXPECT_STREQ(line, expected);
+    }
     EXPECT_EQ(lines.getStatus(), ioStreamEOF);
     std::strcpy(line, "unchanged");
     lines.readLine(line, sizeof line);
@@ -112,10 +98,7 @@ TEST(BufferedStream, FilesRoundTripAndReportSizeAndProgress)
 {
     qvTest::TempDir dir;
     std::string path = dir.file("bytes.bin");
-    std::mt19937 random(5);
-    std::string bytes(20000, '\0');
-    for (char& c : bytes)
-        c = static_cast<char>(random());
+    const std::string bytes = ioTest::randomData(20000, 5);
 
     ioBufferedStreamOutput out;
     out.openFile(path.c_str());
@@ -191,10 +174,7 @@ TEST(BufferedStream, OpeningFailuresEmptyFilesAndAFullDisk)
 TEST(BufferedStream, ReadingAheadKeepsEveryByteOfItsOwnFile)
 {
     qvTest::TempDir dir;
-    std::mt19937 random(9);
-    std::string bytes(3 * ioBufferFD::readAheadSize + 123, '\0');
-    for (char& c : bytes)
-        c = static_cast<char>(random());
+    const std::string bytes = ioTest::randomData(3 * ioBufferFD::readAheadSize + 123, 9);
     qvTest::writeFileBytes(dir.file("a"), bytes);
     qvTest::writeFileBytes(dir.file("b"), "other");
 

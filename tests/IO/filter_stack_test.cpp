@@ -6,8 +6,8 @@
 
 using ioTest::Filter;
 
-// Every order of one, two or three filters, over files: raw bytes of sizes around the buffer
-// area with plain bytes behind the section, and a scene filtered after its registry.
+// Every order of one, two or three filters over files of sizes around the buffer area, with
+// plain bytes behind the section; then a scene inside filters, header and registry included.
 TEST(FilterStacks, EveryOrderOfFiltersRoundTripsBytesAndScenes)
 {
     qvTest::TempDir dir;
@@ -17,7 +17,7 @@ TEST(FilterStacks, EveryOrderOfFiltersRoundTripsBytesAndScenes)
     const qvTest::Scene scene = qvTest::makeScene({800, 31, 10, 3});
     int stackIndex = 0;
     for (const auto& stack : ioTest::everyStack()) {
-        SCOPED_TRACE("stack " + std::to_string(stackIndex++));
+        SCOPED_TRACE(stackIndex++);
         bool compressed = std::find(stack.begin(), stack.end(), Filter::compress) != stack.end();
         // An empty compressed section has no magic: writers avoid it.
         for (size_t size : {0u, 1u, 2u, 15u, 16u, 17u, 255u, 256u, 4095u, 4096u, 4097u, 9000u, 100000u}) {
@@ -37,29 +37,17 @@ TEST(FilterStacks, EveryOrderOfFiltersRoundTripsBytesAndScenes)
             ASSERT_EQ(read.endStatus, compressed ? ioStreamEndOfSection : ioStreamOk) << size;
             ASSERT_EQ(read.trailer, trailer) << size;
         }
-
-        {
-            ioBufferedStreamOutput out;
-            out.openFile(path.c_str());
-            ASSERT_EQ(qvTest::writeScene(scene, out, ioWriteAscii, [&] { ioTest::setFilters(out, stack, true); }),
-                      ioOk);
-            ioTest::setFilters(out, stack, false);
-            out.close();
-            ASSERT_TRUE(out.good());
+        // A damaged byte found by a checksum next to the file is reported through the filters
+        // above it (inside a compressed section the garbled codes are reported instead).
+        if (stack[0] == Filter::checksum && !compressed) {
+            std::string bytes = ioTest::writeFiltered(stack, data.substr(0, 9000));
+            bytes[bytes.size() / 2] ^= 4;
+            EXPECT_EQ(ioTest::readFiltered(stack, bytes, 9000).status, ioStreamChecksumError);
         }
-        // The header and the registry stay plain text.
-        std::string bytes = qvTest::readFileBytes(path);
-        EXPECT_EQ(bytes.compare(0, 10, std::string(ioTest::asciiHeader()).substr(0, 10)), 0);
-        EXPECT_NE(bytes.find(" scene_node\n"), std::string::npos);
-        ioBufferedStreamInput in;
-        in.openFile(path.c_str());
-        qvTest::Scene copy;
-        EXPECT_EQ(qvTest::readScene(copy, in, [&] { ioTest::setFilters(in, stack, true); }).status, ioOk);
-        EXPECT_EQ(qvTest::compareScenes(scene, copy), "");
     }
 
     // Filters around the whole file (header and registry inside) read back as well.
-    const std::vector<Filter> outer = {Filter::checksum, Filter::compress};
+    const std::vector<Filter> outer = {Filter::encrypt, Filter::checksum, Filter::compress};
     {
         ioBufferedStreamOutput out;
         out.openFile(path.c_str());

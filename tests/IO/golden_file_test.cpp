@@ -1,4 +1,4 @@
-#include "ioBufferedStream.h"
+#include "ioFilterTestHelpers.h"
 #include "ioTestHelpers.h"
 #include "qvTestScene.h"
 
@@ -31,19 +31,14 @@ TEST(GoldenFile, EveryPlatformWritesAndReadsTheCommittedBytes)
         const qvTest::Scene scene = qvTest::makeScene(c.options);
         const std::string golden = qvTest::dataFile(c.file);
         std::string path = dir.file("scene.qv");
+        const std::vector<ioTest::Filter> filters =
+            c.filtered ? std::vector<ioTest::Filter>{ioTest::Filter::checksum, ioTest::Filter::compress}
+                       : std::vector<ioTest::Filter>{};
         {
             ioBufferedStreamOutput out;
             out.openFile(path.c_str());
-            ASSERT_EQ(qvTest::writeScene(scene, out, c.method, [&] {
-                if (c.filtered) {
-                    out.checksum(true);
-                    out.compress(true);
-                }
-            }), ioOk);
-            if (c.filtered) {
-                out.compress(false);
-                out.checksum(false);
-            }
+            ASSERT_EQ(qvTest::writeScene(scene, out, c.method, [&] { ioTest::setFilters(out, filters, true); }), ioOk);
+            ioTest::setFilters(out, filters, false);
             out.close();
         }
         if (std::getenv("QVBASE_REGENERATE_GOLDEN"))
@@ -56,12 +51,7 @@ TEST(GoldenFile, EveryPlatformWritesAndReadsTheCommittedBytes)
         ioBufferedStreamInput in;
         in.openFile(golden.c_str());
         qvTest::Scene copy;
-        qvTest::SceneReadResult result = qvTest::readScene(copy, in, [&] {
-            if (c.filtered) {
-                in.checksum(true);
-                in.compress(true);
-            }
-        });
+        qvTest::SceneReadResult result = qvTest::readScene(copy, in, [&] { ioTest::setFilters(in, filters, true); });
         in.close();
         EXPECT_EQ(result.status, ioOk);
         EXPECT_EQ(qvTest::compareScenes(scene, copy), "");

@@ -15,9 +15,6 @@
 
 namespace ioTest {
 
-using qvTest::MemoryInput;
-using qvTest::MemoryOutput;
-
 enum class Filter { compress, checksum, encrypt };
 
 // Pushes the filters in order (on), or pops them in reverse order (off).
@@ -36,20 +33,15 @@ inline std::string mixedData(size_t size, unsigned seed)
     static const char* words[] = {"mesh ", "node ", "0.5 ", "{ 12 1 ", "}\n", "material ", "-3.25e-07 ",
                                   "\"name\" ", "[ ", "] "};
     std::string out;
-    out.reserve(size);
     while (out.size() < size) {
-        switch (random() % 4) {
-        case 0:
+        unsigned pick = random() % 4;
+        if (pick == 0)
             out.append(random() % 40, static_cast<char>(random()));
-            break;
-        case 1:
-        case 2:
+        else if (pick < 3)
             out += words[random() % 10];
-            break;
-        default:
+        else
             for (int i = random() % 30; i > 0; --i)
                 out += static_cast<char>(random());
-        }
     }
     out.resize(size);
     return out;
@@ -81,7 +73,7 @@ inline std::string writeFiltered(const std::vector<Filter>& filters, const std::
                                  const std::string& trailer = "")
 {
     std::string bytes;
-    MemoryOutput out(bytes);
+    qvTest::MemoryOutput out(bytes);
     writeFiltered(out, filters, payload, trailer);
     return bytes;
 }
@@ -123,7 +115,7 @@ inline FilteredRead readFiltered(ioBufferedStreamInput& in, const std::vector<Fi
 inline FilteredRead readFiltered(const std::vector<Filter>& filters, const std::string& bytes,
                                  size_t payloadSize, size_t trailerSize = 0)
 {
-    MemoryInput in(bytes);
+    qvTest::MemoryInput in(bytes);
     return readFiltered(in, filters, payloadSize, trailerSize);
 }
 

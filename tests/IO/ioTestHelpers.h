@@ -31,8 +31,8 @@ public:
     ErrorCapture()
     {
         text().clear();
-        ioPacketFileErrorInit(&collect);
-        ioPacketFileAbortInit(&throwFatal);
+        ioPacketFileErrorInit([](char* message) { text() += message; });
+        ioPacketFileAbortInit([] { throw FatalError(); });
     }
     ~ErrorCapture()
     {
@@ -47,49 +47,34 @@ private:
         static std::string captured;
         return captured;
     }
-    static void collect(char* message) { text() += message; }
-    static void throwFatal() { throw FatalError(); }
 };
 
 // A registry of the types given to it (owned by it once init() ran).
 class TestRegistry : public ioPacketRegistry {
 public:
-    explicit TestRegistry(bool reading, std::vector<ioPacketType*> types = {})
-        : ioPacketRegistry(reading), pending(std::move(types))
+    explicit TestRegistry(bool reading, std::vector<ioPacketType*> types = {}) : ioPacketRegistry(reading)
     {
-    }
-    ~TestRegistry() override
-    {
-        for (ioPacketType* type : pending)
-            delete type;
+        for (ioPacketType* type : types)
+            pending.emplace_back(type);
     }
 
 protected:
     void registerTypes() override
     {
-        for (ioPacketType* type : pending)
-            supportedType(type);
-        pending.clear();
+        for (auto& type : pending)
+            supportedType(type.release());
     }
 
 private:
-    std::vector<ioPacketType*> pending;
+    std::vector<std::unique_ptr<ioPacketType>> pending;
 };
 
 // A type whose read runs a function, and which records what is reported to it.
 class LambdaType : public ioPacketType {
 public:
     LambdaType(const char* name, std::function<void(ioClientReadContext&)> reader = {})
-        : ioPacketType(name), reader(std::move(reader))
-    {
-    }
-    void read(ioClientReadContext& ctx) override
-    {
-        if (reader)
-            reader(ctx);
-        else
-            ioPacketType::read(ctx);
-    }
+        : ioPacketType(name), reader(std::move(reader)) {}
+    void read(ioClientReadContext& ctx) override { reader ? reader(ctx) : ioPacketType::read(ctx); }
     void memoryNotReferenced(ioClientReadContext&, void* data) override { unreferenced.push_back(data); }
     void hasUnresolvedPointer(ioClientReadContext&, void* data, int extra) override
     {
@@ -150,8 +135,7 @@ inline const char* asciiHeader()
 // What follows the header and the registry (each ends with an "@" line), and what precedes it.
 inline std::string packetsOf(const std::string& file)
 {
-    size_t header = file.find("\n@\n");
-    size_t registry = header == std::string::npos ? header : file.find("\n@\n", header + 3);
+    size_t registry = file.find("\n@\n", file.find("\n@\n") + 3);
     return registry == std::string::npos ? "" : file.substr(registry + 3);
 }
 

@@ -3,12 +3,13 @@
 #include "ioBufferedStream.h"
 #include "ioPacketRegistry.h"
 #include "ioPacketType.h"
+#include "qvTestMemoryStream.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <random>
-#include <sstream>
+#include <set>
 
 namespace qvTest {
 
@@ -20,34 +21,19 @@ const char* const nodeTypeName = "scene_node";
 
 // ---- values that survive every encoding exactly
 
-double canonicalDouble(double value)
+// The nearest value whose text with the given significant digits reads back as itself.
+template <typename T> T canonical(T value, int digits, T fallback)
 {
     for (int i = 0; i < 8; ++i) {
         char text[40];
-        char* end = std::to_chars(text, text + sizeof text, value, std::chars_format::general, 16).ptr;
+        char* end = std::to_chars(text, text + sizeof text, static_cast<double>(value), std::chars_format::general, digits).ptr;
         double back = 0;
         std::from_chars(text, end, back);
-        if (back == value)
+        if (static_cast<T>(back) == value)
             return value;
-        value = back;
+        value = static_cast<T>(back);
     }
-    return 0.5;
-}
-
-float canonicalFloat(float value)
-{
-    for (int i = 0; i < 8; ++i) {
-        char text[40];
-        char* end = std::to_chars(text, text + sizeof text, static_cast<double>(value),
-                                  std::chars_format::general, 7)
-                        .ptr;
-        double back = 0;
-        std::from_chars(text, end, back);
-        if (static_cast<float>(back) == value)
-            return value;
-        value = static_cast<float>(back);
-    }
-    return 0.25f;
+    return fallback;
 }
 
 // By plain multiplication, not std::pow: C runtimes differ in pow's last bit, and the scene must
@@ -70,12 +56,11 @@ public:
     double real()
     {
         double mantissa = std::uniform_real_distribution<double>(-1.0, 1.0)(engine);
-        return canonicalDouble(mantissa * powerOfTen(range(-30, 30)));
+        return canonical(mantissa * powerOfTen(range(-30, 30)), 16, 0.5);
     }
     float realFloat()
     {
-        float value = static_cast<float>(std::uniform_real_distribution<double>(-1e4, 1e4)(engine));
-        return canonicalFloat(value);
+        return canonical(static_cast<float>(std::uniform_real_distribution<double>(-1e4, 1e4)(engine)), 7, 0.25f);
     }
     // Names use every character the ASCII format escapes, and a few it does not.
     std::string name(const char* kind, int index)
@@ -101,7 +86,169 @@ template <typename T, typename Make> std::vector<T> makeArray(int length, Make m
     return values;
 }
 
-// ---- packet types (reading side builds into the scene)
+// ---- one walk over each kind of object, run by a writer, a reader and a comparer, so that the
+// three cannot drift apart
+
+#define QVTEST_SCENE_ARRAYS(X)                                                                     \
+    X(Bool, bool) X(Char, char) X(UChar, unsigned char) X(Short, short) X(UShort, unsigned short)  \
+    X(Int, int) X(UInt, unsigned int) X(Int64, int64_t) X(UInt64, uint64_t) X(Float, float)        \
+    X(Double, double)
+
+enum TypeIndex { meshType, materialType, nodeType };
+
+// A walker's field() takes a string, a single value or a vector (its count, then its values).
+template <class Self> struct Walker {
+    template <class... F> void fields(F&... f) { (static_cast<Self*>(this)->field(f), ...); }
+};
+
+template <class Walk, class Mesh> void walkMesh(Walk& w, Mesh& mesh)
+{
+    w.begin(meshType, &mesh);
+    w.fields(mesh.name, mesh.index);
+    w.flags(mesh.flags);
+    w.fields(mesh.chars, mesh.bytes, mesh.shorts, mesh.ushorts);
+    w.sub();
+    w.fields(mesh.indices, mesh.uints, mesh.ids, mesh.uids);
+    w.endSub();
+    w.chunk();
+    w.fields(mesh.positions);
+    w.chunk();
+    w.fields(mesh.weights);
+    w.end(true);
+}
+
+template <class Walk, class Material> void walkMaterial(Walk& w, Material& material)
+{
+    w.stringPacket(material.description);
+    w.begin(materialType, &material);
+    w.fields(material.name, material.index);
+    w.stringReference(material.description);
+    w.array(material.color, 3);
+    w.fields(material.shininess);
+    w.count(material.layers);
+    w.sub();
+    for (auto& layer : material.layers) {
+        w.sub();
+        w.fields(layer.name);
+        w.chunk();
+        w.fields(layer.blend, layer.values);
+        w.endChunk();
+        w.endSub();
+    }
+    w.endSub();
+    w.end(false);
+}
+
+template <class Walk, class Node> void walkNode(Walk& w, Node& node)
+{
+    w.begin(nodeType, &node);
+    w.fields(node.name, node.index, node.visible, node.kind);
+    w.reference(node.parent, 0);
+    w.reference(node.link, 1);
+    w.reference(node.mesh, 2);
+    w.reference(node.material, 3);
+    w.count(node.children);
+    w.sub();
+    for (size_t i = 0; i < node.children.size(); ++i)
+        w.reference(node.children[i], static_cast<int>(100 + i));
+    w.endSub();
+    w.chunk();
+    w.array(node.transform, 16);
+    w.chunk();
+    w.array(node.bounds, 6);
+    w.end(true);
+}
+
+struct Writer : Walker<Writer> {
+    ioWriteContext& ctx;
+    ioPacketType* types[3];
+    const void* missing; // written as a null reference
+
+    void begin(TypeIndex type, const void* object) { ctx.startPacket(types[type], object); }
+    void end(bool) { ctx.endPacket(); }
+    void sub() { ctx.startSubPacket(); }
+    void endSub() { ctx.endSubPacket(); }
+    void chunk() { ctx.startChunk(); }
+    void endChunk() { ctx.endChunk(); }
+    void field(const std::string& text) { ctx.writeCString(text.c_str()); }
+    void field(bool v) { ctx.writeBool(v); }
+    void field(char v) { ctx.writeChar(v); }
+    void field(int v) { ctx.writeInt(v); }
+    void field(float v) { ctx.writeFloat(v); }
+#define QVTEST_WRITE_ARRAY(Name, T)                                                                \
+    void array(const T* values, size_t n) { ctx.write##Name##Array(values, static_cast<int>(n)); }
+    QVTEST_SCENE_ARRAYS(QVTEST_WRITE_ARRAY)
+#undef QVTEST_WRITE_ARRAY
+    template <typename T> void count(const std::vector<T>& values) { ctx.writeInt(static_cast<int>(values.size())); }
+    template <typename T> void field(const std::vector<T>& values)
+    {
+        count(values);
+        array(values.data(), values.size());
+    }
+    // Unlike the other chars, flags travel as a bool array.
+    void flags(const std::vector<char>& values)
+    {
+        std::unique_ptr<bool[]> flags(new bool[values.size() + 1]);
+        std::copy(values.begin(), values.end(), flags.get());
+        count(values);
+        array(flags.get(), values.size());
+    }
+    void reference(const void* object, int) { ctx.writeReference(object == missing ? nullptr : object, false); }
+    void stringPacket(const std::string& text) { ctx.writeCStringPacket(text.c_str()); }
+    void stringReference(const std::string& text) { ctx.writeReference(text.c_str(), false); }
+};
+
+struct Reader : Walker<Reader> {
+    ioReadContext& ctx;
+    explicit Reader(ioReadContext& ctx) : ctx(ctx) {}
+
+    void begin(TypeIndex, void* object) { ctx.definePacketReference(object); }
+    void end(bool chunked)
+    {
+        if (chunked)
+            ctx.endChunk();
+    }
+    void sub() { ctx.startSubPacket(); }
+    void endSub() { ctx.endSubPacket(); }
+    void chunk() { ctx.nextChunk(); }
+    void endChunk() { ctx.endChunk(); }
+    static std::string text(const void* read) { return read ? static_cast<const char*>(read) : ""; }
+    void field(std::string& text) { text = Reader::text(ctx.readCString()); }
+    void field(bool& v) { v = ctx.readBool(); }
+    void field(char& v) { v = ctx.readChar(); }
+    void field(int& v) { v = ctx.readInt(); }
+    void field(float& v) { v = ctx.readFloat(); }
+#define QVTEST_READ_ARRAY(Name, T)                                                                 \
+    void array(T* values, size_t n) { ctx.read##Name##Array(values, static_cast<int>(n)); }
+    QVTEST_SCENE_ARRAYS(QVTEST_READ_ARRAY)
+#undef QVTEST_READ_ARRAY
+    // A count that cannot be right stops the file.
+    template <typename T> void count(std::vector<T>& values)
+    {
+        int n = ctx.readInt();
+        if (n < 0 || n > (1 << 20)) {
+            ctx.setStatus(ioBadData);
+            n = 0;
+        }
+        values.resize(static_cast<size_t>(n));
+    }
+    // Read for empty arrays too: the checking encodings tag every array, empty or not.
+    template <typename T> void field(std::vector<T>& values)
+    {
+        count(values);
+        array(values.data(), values.size());
+    }
+    void flags(std::vector<char>& values)
+    {
+        count(values);
+        std::unique_ptr<bool[]> flags(new bool[values.size() + 1]);
+        array(flags.get(), values.size());
+        std::copy(flags.get(), flags.get() + values.size(), values.begin());
+    }
+    template <typename T> void reference(T*& slot, int extra) { ctx.readReferenceUsage(&slot, extra); }
+    void stringPacket(std::string&) {}
+    void stringReference(std::string& text) { text = Reader::text(ctx.readReferenceUsage()); }
+};
 
 struct ReadState {
     Scene* scene;
@@ -110,223 +257,24 @@ struct ReadState {
 
 class SceneType : public ioPacketType {
 public:
-    SceneType(const char* name, ReadState* state) : ioPacketType(name), state(state) {}
-    void memoryNotReferenced(ioClientReadContext&, void*) override
+    SceneType(const char* name, TypeIndex index, ReadState* state) : ioPacketType(name), index(index), state(state) {}
+    void read(ioClientReadContext& client) override
     {
-        if (state)
-            state->result->unreferenced.push_back(getName());
+        Reader reader(client.context());
+        Scene& scene = *state->scene;
+        if (index == meshType)
+            walkMesh(reader, *scene.meshes.emplace_back(std::make_unique<SceneMesh>()));
+        else if (index == materialType)
+            walkMaterial(reader, *scene.materials.emplace_back(std::make_unique<SceneMaterial>()));
+        else
+            walkNode(reader, *scene.nodes.emplace_back(std::make_unique<SceneNode>()));
     }
-    void hasUnresolvedPointer(ioClientReadContext&, void*, int) override
-    {
-        if (state)
-            state->result->unresolved.push_back(getName());
-    }
+    void memoryNotReferenced(ioClientReadContext&, void*) override { state->result->unreferenced.push_back(getName()); }
+    void hasUnresolvedPointer(ioClientReadContext&, void*, int) override { state->result->unresolved.push_back(getName()); }
 
-protected:
+private:
+    TypeIndex index;
     ReadState* state;
-};
-
-// Reads a count written before an array; a count that cannot be right stops the file.
-int readCount(ioReadContext& ctx)
-{
-    int count = ctx.readInt();
-    if (count < 0 || count > (1 << 20)) {
-        ctx.setStatus(ioBadData);
-        return 0;
-    }
-    return count;
-}
-
-template <typename T, typename ReadArray>
-void readVector(ioReadContext& ctx, std::vector<T>& values, ReadArray readArray)
-{
-    values.resize(static_cast<size_t>(readCount(ctx)));
-    // Called for empty arrays too: the checking encodings tag every array, empty or not.
-    (ctx.*readArray)(values.data(), static_cast<int>(values.size()));
-}
-
-template <typename T, typename WriteArray>
-void writeVector(ioWriteContext& ctx, const std::vector<T>& values, WriteArray writeArray)
-{
-    ctx.writeInt(static_cast<int>(values.size()));
-    (ctx.*writeArray)(values.data(), static_cast<int>(values.size()));
-}
-
-std::string readText(ioReadContext& ctx)
-{
-    const char* text = ctx.readCString();
-    return text ? text : "";
-}
-
-class MeshType : public SceneType {
-public:
-    using SceneType::SceneType;
-
-    static void write(ioWriteContext& ctx, ioPacketType* type, const SceneMesh& mesh)
-    {
-        ctx.startPacket(type, &mesh);
-        ctx.writeCString(mesh.name.c_str());
-        ctx.writeInt(mesh.index);
-        std::unique_ptr<bool[]> flags(new bool[mesh.flags.size() + 1]);
-        for (size_t i = 0; i < mesh.flags.size(); ++i)
-            flags[i] = mesh.flags[i] != 0;
-        ctx.writeInt(static_cast<int>(mesh.flags.size()));
-        ctx.writeBoolArray(flags.get(), static_cast<int>(mesh.flags.size()));
-        writeVector(ctx, mesh.chars, &ioWriteContext::writeCharArray);
-        writeVector(ctx, mesh.bytes, &ioWriteContext::writeUCharArray);
-        writeVector(ctx, mesh.shorts, &ioWriteContext::writeShortArray);
-        writeVector(ctx, mesh.ushorts, &ioWriteContext::writeUShortArray);
-        ctx.startSubPacket();
-        writeVector(ctx, mesh.indices, &ioWriteContext::writeIntArray);
-        writeVector(ctx, mesh.uints, &ioWriteContext::writeUIntArray);
-        writeVector(ctx, mesh.ids, &ioWriteContext::writeInt64Array);
-        writeVector(ctx, mesh.uids, &ioWriteContext::writeUInt64Array);
-        ctx.endSubPacket();
-        ctx.startChunk();
-        writeVector(ctx, mesh.positions, &ioWriteContext::writeFloatArray);
-        ctx.startChunk();
-        writeVector(ctx, mesh.weights, &ioWriteContext::writeDoubleArray);
-        ctx.endPacket();
-    }
-
-    void read(ioClientReadContext& client) override
-    {
-        ioReadContext& ctx = client.context();
-        auto mesh = std::make_unique<SceneMesh>();
-        ctx.definePacketReference(mesh.get());
-        mesh->name = readText(ctx);
-        mesh->index = ctx.readInt();
-        mesh->flags.resize(static_cast<size_t>(readCount(ctx)));
-        std::unique_ptr<bool[]> flags(new bool[mesh->flags.size() + 1]);
-        ctx.readBoolArray(flags.get(), static_cast<int>(mesh->flags.size()));
-        for (size_t i = 0; i < mesh->flags.size(); ++i)
-            mesh->flags[i] = flags[i] ? 1 : 0;
-        readVector(ctx, mesh->chars, &ioReadContext::readCharArray);
-        readVector(ctx, mesh->bytes, &ioReadContext::readUCharArray);
-        readVector(ctx, mesh->shorts, &ioReadContext::readShortArray);
-        readVector(ctx, mesh->ushorts, &ioReadContext::readUShortArray);
-        ctx.startSubPacket();
-        readVector(ctx, mesh->indices, &ioReadContext::readIntArray);
-        readVector(ctx, mesh->uints, &ioReadContext::readUIntArray);
-        readVector(ctx, mesh->ids, &ioReadContext::readInt64Array);
-        readVector(ctx, mesh->uids, &ioReadContext::readUInt64Array);
-        ctx.endSubPacket();
-        ctx.nextChunk();
-        readVector(ctx, mesh->positions, &ioReadContext::readFloatArray);
-        ctx.nextChunk();
-        readVector(ctx, mesh->weights, &ioReadContext::readDoubleArray);
-        ctx.endChunk();
-        state->scene->meshes.push_back(std::move(mesh));
-    }
-};
-
-class MaterialType : public SceneType {
-public:
-    using SceneType::SceneType;
-
-    static void write(ioWriteContext& ctx, ioPacketType* type, const SceneMaterial& material)
-    {
-        ctx.writeCStringPacket(material.description.c_str());
-        ctx.startPacket(type, &material);
-        ctx.writeCString(material.name.c_str());
-        ctx.writeInt(material.index);
-        ctx.writeReference(material.description.c_str(), false);
-        ctx.writeDoubleArray(material.color, 3);
-        ctx.writeFloat(material.shininess);
-        ctx.writeInt(static_cast<int>(material.layers.size()));
-        ctx.startSubPacket();
-        for (const SceneLayer& layer : material.layers) {
-            ctx.startSubPacket();
-            ctx.writeCString(layer.name.c_str());
-            ctx.startChunk();
-            ctx.writeInt(layer.blend);
-            writeVector(ctx, layer.values, &ioWriteContext::writeFloatArray);
-            ctx.endChunk();
-            ctx.endSubPacket();
-        }
-        ctx.endSubPacket();
-        ctx.endPacket();
-    }
-
-    void read(ioClientReadContext& client) override
-    {
-        ioReadContext& ctx = client.context();
-        auto material = std::make_unique<SceneMaterial>();
-        ctx.definePacketReference(material.get());
-        material->name = readText(ctx);
-        material->index = ctx.readInt();
-        const char* description = static_cast<const char*>(ctx.readReferenceUsage());
-        material->description = description ? description : "";
-        ctx.readDoubleArray(material->color, 3);
-        material->shininess = ctx.readFloat();
-        material->layers.resize(static_cast<size_t>(readCount(ctx)));
-        ctx.startSubPacket();
-        for (SceneLayer& layer : material->layers) {
-            ctx.startSubPacket();
-            layer.name = readText(ctx);
-            ctx.nextChunk();
-            layer.blend = ctx.readInt();
-            readVector(ctx, layer.values, &ioReadContext::readFloatArray);
-            ctx.endChunk();
-            ctx.endSubPacket();
-        }
-        ctx.endSubPacket();
-        state->scene->materials.push_back(std::move(material));
-    }
-};
-
-class NodeType : public SceneType {
-public:
-    using SceneType::SceneType;
-
-    static void write(ioWriteContext& ctx, ioPacketType* type, const SceneNode& node)
-    {
-        ctx.startPacket(type, &node);
-        ctx.writeCString(node.name.c_str());
-        ctx.writeInt(node.index);
-        ctx.writeBool(node.visible);
-        ctx.writeChar(node.kind);
-        ctx.writeReference(node.parent, false);
-        ctx.writeReference(node.link, false);
-        ctx.writeReference(node.mesh, false);
-        ctx.writeReference(node.material, false);
-        ctx.writeInt(static_cast<int>(node.children.size()));
-        ctx.startSubPacket();
-        for (const SceneNode* child : node.children)
-            ctx.writeReference(child, false);
-        ctx.endSubPacket();
-        ctx.startChunk();
-        ctx.writeDoubleArray(node.transform, 16);
-        ctx.startChunk();
-        ctx.writeFloatArray(node.bounds, 6);
-        ctx.endPacket();
-    }
-
-    void read(ioClientReadContext& client) override
-    {
-        ioReadContext& ctx = client.context();
-        auto node = std::make_unique<SceneNode>();
-        ctx.definePacketReference(node.get());
-        node->name = readText(ctx);
-        node->index = ctx.readInt();
-        node->visible = ctx.readBool();
-        node->kind = ctx.readChar();
-        ctx.readReferenceUsage(&node->parent, 0);
-        ctx.readReferenceUsage(&node->link, 1);
-        ctx.readReferenceUsage(&node->mesh, 2);
-        ctx.readReferenceUsage(&node->material, 3);
-        node->children.resize(static_cast<size_t>(readCount(ctx)));
-        ctx.startSubPacket();
-        for (size_t i = 0; i < node->children.size(); ++i)
-            ctx.readReferenceUsage(&node->children[i], static_cast<int>(100 + i));
-        ctx.endSubPacket();
-        ctx.nextChunk();
-        ctx.readDoubleArray(node->transform, 16);
-        ctx.nextChunk();
-        ctx.readFloatArray(node->bounds, 6);
-        ctx.endChunk();
-        state->scene->nodes.push_back(std::move(node));
-    }
 };
 
 class SceneRegistry : public ioPacketRegistry {
@@ -336,19 +284,15 @@ public:
 protected:
     void registerTypes() override
     {
-        supportedType(new MeshType(meshTypeName, state));
-        supportedType(new MaterialType(materialTypeName, state));
-        supportedType(new NodeType(nodeTypeName, state));
+        supportedType(new SceneType(meshTypeName, meshType, state));
+        supportedType(new SceneType(materialTypeName, materialType, state));
+        supportedType(new SceneType(nodeTypeName, nodeType, state));
     }
 
 private:
     ReadState* state;
 };
 
-template <typename T> int indexOf(const T* object)
-{
-    return object ? object->index : -1;
-}
 
 // Puts objects read in file order back in index order: each straight into its place when the
 // indices are 0 to n-1 (as in every complete file), else by a stable sort.
@@ -497,40 +441,42 @@ ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream, ioWriteM
         afterRegistry);
 }
 
-ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
-                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext,
-                    const std::function<void()>& afterRegistry)
+namespace {
+
+ioStatus writeWith(const Scene& scene, ioWriteContext* made, const std::function<void()>& afterRegistry,
+                   const void* missing)
 {
     SceneRegistry registry(false, nullptr);
-    std::unique_ptr<ioWriteContext> ctx(makeContext(stream));
+    std::unique_ptr<ioWriteContext> ctx(made);
     if (!ctx)
         return ioError;
     ctx->associateRegistry(&registry);
     ctx->startFile();
     if (afterRegistry)
         afterRegistry();
-    ioPacketType* meshType = registry.lookup(meshTypeName);
-    ioPacketType* materialType = registry.lookup(materialTypeName);
-    ioPacketType* nodeType = registry.lookup(nodeTypeName);
-
+    Writer writer{{}, *ctx, {registry.lookup(meshTypeName), registry.lookup(materialTypeName), registry.lookup(nodeTypeName)}, missing};
     std::vector<SceneItem> items = writeOrder(scene);
     for (size_t i = 0; i < items.size(); ++i) {
         prefetchAhead(scene, items, i);
         size_t at = static_cast<size_t>(items[i].index);
-        switch (items[i].kind) {
-        case SceneItem::mesh:
-            MeshType::write(*ctx, meshType, *scene.meshes[at]);
-            break;
-        case SceneItem::material:
-            MaterialType::write(*ctx, materialType, *scene.materials[at]);
-            break;
-        case SceneItem::node:
-            NodeType::write(*ctx, nodeType, *scene.nodes[at]);
-            break;
-        }
+        if (items[i].kind == SceneItem::mesh)
+            walkMesh(writer, *scene.meshes[at]);
+        else if (items[i].kind == SceneItem::material)
+            walkMaterial(writer, *scene.materials[at]);
+        else
+            walkNode(writer, *scene.nodes[at]);
     }
     ctx->endFile();
     return ctx->getStatus();
+}
+
+} // namespace
+
+ioStatus writeScene(const Scene& scene, ioBufferedStreamOutput& stream,
+                    const std::function<ioWriteContext*(ioBufferedStreamOutput&)>& makeContext,
+                    const std::function<void()>& afterRegistry)
+{
+    return writeWith(scene, makeContext(stream), afterRegistry, nullptr);
 }
 
 ioStatus writeSceneFile(const Scene& scene, const std::string& path, ioWriteMethod method)
@@ -579,98 +525,38 @@ SceneReadResult readSceneFile(Scene& scene, const std::string& path)
     return result;
 }
 
-namespace {
-
-template <typename T> bool sameBits(const std::vector<T>& a, const std::vector<T>& b)
-{
-    return a.size() == b.size()
-           && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
-}
-
-} // namespace
-
+// Both scenes in the binary method, a link to expected.missing written as a null link: equal
+// scenes give equal bytes.
 std::string compareScenes(const Scene& expected, const Scene& actual)
 {
-    std::ostringstream diff;
-    if (expected.meshes.size() != actual.meshes.size())
-        return "mesh count " + std::to_string(expected.meshes.size()) + " vs "
-               + std::to_string(actual.meshes.size());
-    if (expected.materials.size() != actual.materials.size())
-        return "material count " + std::to_string(expected.materials.size()) + " vs "
-               + std::to_string(actual.materials.size());
-    if (expected.nodes.size() != actual.nodes.size())
-        return "node count " + std::to_string(expected.nodes.size()) + " vs "
-               + std::to_string(actual.nodes.size());
-    for (size_t i = 0; i < expected.meshes.size(); ++i) {
-        const SceneMesh& a = *expected.meshes[i];
-        const SceneMesh& b = *actual.meshes[i];
-        bool same = a.name == b.name && a.index == b.index && a.flags == b.flags
-                    && a.chars == b.chars && a.bytes == b.bytes && a.shorts == b.shorts
-                    && a.ushorts == b.ushorts && a.indices == b.indices && a.uints == b.uints
-                    && a.ids == b.ids && a.uids == b.uids && sameBits(a.positions, b.positions)
-                    && sameBits(a.weights, b.weights);
-        if (!same)
-            return "mesh " + std::to_string(i) + " differs";
+    std::string bytes[2];
+    for (int i = 0; i < 2; ++i) {
+        MemoryOutput out(bytes[i]);
+        writeWith(i ? actual : expected, ioWriteContextAlloc(out, ioWriteBinary, nullptr), {}, &expected.missing);
+        out.close();
     }
-    for (size_t i = 0; i < expected.materials.size(); ++i) {
-        const SceneMaterial& a = *expected.materials[i];
-        const SceneMaterial& b = *actual.materials[i];
-        bool same = a.name == b.name && a.index == b.index && a.description == b.description
-                    && std::memcmp(a.color, b.color, sizeof a.color) == 0
-                    && std::memcmp(&a.shininess, &b.shininess, sizeof a.shininess) == 0
-                    && a.layers.size() == b.layers.size();
-        for (size_t l = 0; same && l < a.layers.size(); ++l)
-            same = a.layers[l].name == b.layers[l].name && a.layers[l].blend == b.layers[l].blend
-                   && sameBits(a.layers[l].values, b.layers[l].values);
-        if (!same)
-            return "material " + std::to_string(i) + " differs";
-    }
-    auto linkIndex = [&](const SceneNode* node) {
-        return node == &expected.missing ? -1 : indexOf(node);
-    };
-    for (size_t i = 0; i < expected.nodes.size(); ++i) {
-        const SceneNode& a = *expected.nodes[i];
-        const SceneNode& b = *actual.nodes[i];
-        bool same = a.name == b.name && a.index == b.index && a.visible == b.visible
-                    && a.kind == b.kind && indexOf(a.parent) == indexOf(b.parent)
-                    && linkIndex(a.link) == indexOf(b.link) && indexOf(a.mesh) == indexOf(b.mesh)
-                    && indexOf(a.material) == indexOf(b.material)
-                    && a.children.size() == b.children.size()
-                    && std::memcmp(a.transform, b.transform, sizeof a.transform) == 0
-                    && std::memcmp(a.bounds, b.bounds, sizeof a.bounds) == 0;
-        for (size_t c = 0; same && c < a.children.size(); ++c)
-            same = indexOf(a.children[c]) == indexOf(b.children[c]);
-        if (!same)
-            return "node " + std::to_string(i) + " differs";
-    }
-    return "";
+    if (bytes[0] == bytes[1])
+        return "";
+    size_t at = static_cast<size_t>(std::mismatch(bytes[0].begin(), bytes[0].end(), bytes[1].begin(), bytes[1].end()).first - bytes[0].begin());
+    return "the scenes differ from byte " + std::to_string(at) + " of their binary files";
 }
 
 std::vector<std::string> expectedUnreferenced(const Scene& scene)
 {
-    std::vector<char> meshUsed(scene.meshes.size()), materialUsed(scene.materials.size()),
-        nodeUsed(scene.nodes.size());
+    std::set<const void*> used;
     for (const auto& node : scene.nodes) {
-        for (const SceneNode* other : {node->parent, node->link})
-            if (other && other != &scene.missing)
-                nodeUsed[static_cast<size_t>(other->index)] = 1;
-        for (const SceneNode* child : node->children)
-            nodeUsed[static_cast<size_t>(child->index)] = 1;
-        if (node->mesh)
-            meshUsed[static_cast<size_t>(node->mesh->index)] = 1;
-        if (node->material)
-            materialUsed[static_cast<size_t>(node->material->index)] = 1;
+        used.insert({node->parent, node->link, node->mesh, node->material});
+        used.insert(node->children.begin(), node->children.end());
     }
     std::vector<std::string> names;
-    for (char used : meshUsed)
-        if (!used)
-            names.push_back(meshTypeName);
-    for (char used : materialUsed)
-        if (!used)
-            names.push_back(materialTypeName);
-    for (char used : nodeUsed)
-        if (!used)
-            names.push_back(nodeTypeName);
+    auto collect = [&](const auto& objects, const char* name) {
+        for (const auto& object : objects)
+            if (!used.count(object.get()))
+                names.push_back(name);
+    };
+    collect(scene.meshes, meshTypeName);
+    collect(scene.materials, materialTypeName);
+    collect(scene.nodes, nodeTypeName);
     std::sort(names.begin(), names.end());
     return names;
 }

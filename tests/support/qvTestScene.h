@@ -134,8 +134,8 @@ SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
                           const std::function<void()>& afterRegistry = {});
 SceneReadResult readSceneFile(Scene& scene, const std::string& path);
 
-// "" when the two scenes hold the same objects, values and references; else the first
-// difference. A link to `missing` in expected matches a null link in actual.
+// "" when the two scenes hold the same objects, values and references; else where they first
+// differ. A link to `missing` in expected matches a null link in actual.
 std::string compareScenes(const Scene& expected, const Scene& actual);
 
 // The type name of each object nobody refers to, sorted: what the reader reports as

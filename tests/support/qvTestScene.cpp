@@ -253,7 +253,30 @@ struct Reader : Walker<Reader> {
 struct ReadState {
     Scene* scene;
     SceneReadResult* result;
+    // Objects whose index is out of range or taken (damaged files), in file order.
+    std::vector<std::unique_ptr<SceneMesh>> strayMeshes;
+    std::vector<std::unique_ptr<SceneMaterial>> strayMaterials;
+    std::vector<std::unique_ptr<SceneNode>> strayNodes;
 };
+
+// Reads one object and puts it straight at its index, as an application keeping its objects in
+// arrays would; objects that cannot go there are kept aside for orderByIndex.
+template <typename T, typename Walk>
+void readObject(std::vector<std::unique_ptr<T>>& objects, std::vector<std::unique_ptr<T>>& strays, Walk walk)
+{
+    auto object = std::make_unique<T>();
+    walk(*object);
+    if (object->index >= 0 && object->index < (1 << 20)) {
+        size_t at = static_cast<size_t>(object->index);
+        if (at >= objects.size())
+            objects.resize(at + 1);
+        if (!objects[at]) {
+            objects[at] = std::move(object);
+            return;
+        }
+    }
+    strays.push_back(std::move(object));
+}
 
 class SceneType : public ioPacketType {
 public:
@@ -263,11 +286,11 @@ public:
         Reader reader(client.context());
         Scene& scene = *state->scene;
         if (index == meshType)
-            walkMesh(reader, *scene.meshes.emplace_back(std::make_unique<SceneMesh>()));
+            readObject(scene.meshes, state->strayMeshes, [&](SceneMesh& m) { walkMesh(reader, m); });
         else if (index == materialType)
-            walkMaterial(reader, *scene.materials.emplace_back(std::make_unique<SceneMaterial>()));
+            readObject(scene.materials, state->strayMaterials, [&](SceneMaterial& m) { walkMaterial(reader, m); });
         else
-            walkNode(reader, *scene.nodes.emplace_back(std::make_unique<SceneNode>()));
+            readObject(scene.nodes, state->strayNodes, [&](SceneNode& n) { walkNode(reader, n); });
     }
     void memoryNotReferenced(ioClientReadContext&, void*) override { state->result->unreferenced.push_back(getName()); }
     void hasUnresolvedPointer(ioClientReadContext&, void*, int) override { state->result->unresolved.push_back(getName()); }
@@ -294,25 +317,22 @@ private:
 };
 
 
-// Puts objects read in file order back in index order: each straight into its place when the
-// indices are 0 to n-1 (as in every complete file), else by a stable sort.
-template <typename T> void orderByIndex(std::vector<std::unique_ptr<T>>& objects)
+// Completes the placement of readObject: when every index from 0 to n-1 came exactly once (as in
+// every complete file) the objects are in place already; otherwise the objects, strays included,
+// are ordered by index, those of equal index in file order.
+template <typename T>
+void orderByIndex(std::vector<std::unique_ptr<T>>& objects, std::vector<std::unique_ptr<T>>& strays)
 {
-    size_t n = objects.size();
-    std::vector<char> seen(n);
-    for (const auto& object : objects) {
-        size_t at = static_cast<size_t>(object->index);
-        if (object->index < 0 || at >= n || seen[at]) {
-            std::stable_sort(objects.begin(), objects.end(),
-                             [](const auto& a, const auto& b) { return a->index < b->index; });
-            return;
-        }
-        seen[at] = 1;
-    }
-    std::vector<std::unique_ptr<T>> placed(n);
-    for (auto& object : objects)
-        placed[static_cast<size_t>(object->index)] = std::move(object);
-    objects.swap(placed);
+    bool complete = strays.empty()
+                    && std::none_of(objects.begin(), objects.end(), [](const auto& o) { return !o; });
+    if (complete)
+        return;
+    objects.erase(std::remove(objects.begin(), objects.end(), nullptr), objects.end());
+    for (auto& stray : strays)
+        objects.push_back(std::move(stray));
+    strays.clear();
+    std::stable_sort(objects.begin(), objects.end(),
+                     [](const auto& a, const auto& b) { return a->index < b->index; });
 }
 
 } // namespace
@@ -496,7 +516,7 @@ SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
                           const std::function<void()>& afterRegistry)
 {
     SceneReadResult result;
-    ReadState state{&scene, &result};
+    ReadState state{&scene, &result, {}, {}, {}};
     SceneRegistry registry(true, &state);
     std::unique_ptr<ioReadContext> ctx(ioReadContextAlloc(stream, &registry));
     if (!ctx)
@@ -508,9 +528,9 @@ SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
     ctx->readFile(client);
     result.status = ctx->getStatus();
     result.packetsRead = ctx->getPacketsRead();
-    orderByIndex(scene.meshes);
-    orderByIndex(scene.materials);
-    orderByIndex(scene.nodes);
+    orderByIndex(scene.meshes, state.strayMeshes);
+    orderByIndex(scene.materials, state.strayMaterials);
+    orderByIndex(scene.nodes, state.strayNodes);
     return result;
 }
 

@@ -368,8 +368,10 @@ bool ioBufferCompress::startInput()
     unsigned char head[3] = {0, 0, 0};
     int n = next ? next->readBytes(head, 3) : 0;
     if (n != 3 || std::memcmp(head, magic, 3) != 0) {
-        // An empty or cut input is an end of file only for the buffer beneath.
+        // An empty or cut input is an end of file only for the buffer beneath; a damaged one
+        // (a checksum error beneath) is reported as such.
         setStatus(statusIOError);
+        promoteStatus(false);
         endState = endDamaged;
         return false;
     }
@@ -566,6 +568,9 @@ int ioBufferCompress::read(char* data, int size)
     if (damaged) {
         endState = endDamaged;
         setStatus(statusIOError);
+        // Garbled codes usually come from damaged input: a failure found beneath (a checksum
+        // error) names the cause better than the codes do.
+        promoteStatus(false);
         return produced;
     }
     if (produced > 0) {

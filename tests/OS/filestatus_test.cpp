@@ -23,8 +23,7 @@ TEST(Filesystem, ReportsTheVolumeOfAPath)
     EXPECT_GT(fs.size(), 0u);
     EXPECT_LE(fs.avail(), fs.size());
     // A name that does not exist yet still has a volume: its directory's.
-    qvOS::Filesystem later(CString(temp.file("not-yet").c_str()));
-    EXPECT_FALSE(later.stat());
+    EXPECT_FALSE(qvOS::Filesystem(CString(temp.file("not-yet").c_str())).stat());
 
     // The volume is asked about the directory that holds the name, with its separator.
     const std::string dir = qvTest::runningOnWindows() ? "C:\\qv-no-such-dir\\" : "/qv-no-such-dir/";
@@ -79,7 +78,7 @@ TEST(MemMapFile, ReadsAndWritesAFileThroughItsViews)
 {
     qvTest::TempDir temp;
     const std::string path = temp.file("big.bin");
-    const unsigned int words = (16u << 20) / 4;
+    const unsigned int words = (1u << 20) / 4;
     std::vector<std::uint32_t> data(words);
     for (unsigned int i = 0; i < words; ++i)
         data[i] = i * 2654435761u;
@@ -90,7 +89,6 @@ TEST(MemMapFile, ReadsAndWritesAFileThroughItsViews)
         ASSERT_FALSE(mapped.second) << mapped.second.message();
         EXPECT_EQ(std::memcmp(mapped.first, data.data(), words * 4), 0);
         EXPECT_FALSE(ro.unmap());
-        EXPECT_FALSE(ro.isMapped());
     }
     {
         MemMapFile rw(path.c_str(), words * 4, 1);

@@ -75,11 +75,6 @@ TEST(TCPSocket, StringsUpTo65535BytesRoundTripAndLongerOnesAreRefusedUnsent)
     qvString::CString next;
     ASSERT_FALSE(c.accepted->read(next));
     EXPECT_EQ(bytesOf(next), "after");
-
-
-    // Throw mode raises the same error.
-    c.client->setThrowMode(true);
-    EXPECT_THROW(c.client->write(qvString::CString(70000u, 'a')), qvUtil::Error);
 }
 
 TEST(TCPSocket, PeerClosingMidBufferEndsTheReadWithCode4AndTheCountReceived)
@@ -183,7 +178,6 @@ TEST(TCPSocket, HalfCloseBySideEndsInAFullClose)
     // Shutting the sending side tells the peer the data has ended ...
     ASSERT_FALSE(c.client->write(qvString::CString("last words")));
     EXPECT_FALSE(c.client->close(2));
-    EXPECT_TRUE(c.client->connected());
     qvString::CString words;
     ASSERT_FALSE(c.accepted->read(words));
     EXPECT_EQ(bytesOf(words), "last words");

@@ -64,10 +64,8 @@ TEST(Initializer, PrerequisitesRunFirstAndCountsAccumulateOverRuns)
     ASSERT_FALSE(Initializer::initializeAll());
     EXPECT_EQ(log, (std::vector<std::string>{"C", "B", "A"}));
     EXPECT_EQ(c.getCount(), 3);
-    // Counts are not reset: a second run weighs again on top of the first.
-    ASSERT_FALSE(Initializer::initializeAll());
+    ASSERT_FALSE(Initializer::initializeAll()); // counts are not reset: they add up
     EXPECT_EQ(c.getCount(), 6);
-    EXPECT_EQ(a.getCount(), 2);
 
     // A diamond: the shared bottom outweighs everything above it and runs first.
     std::vector<std::string> diamond;

@@ -156,6 +156,7 @@ TEST(URL, NetworkNamesSplitIntoTheirParts)
     EXPECT_FALSE(u.IsLocalFile());
 
     EXPECT_EQ(URL(CString("ftp://server")).getPort(), 21);
+    EXPECT_EQ(URL(CString("gopher://server")).getPort(), 80);
     EXPECT_EQ(str(URL(CString("http://server")).getPath()), "/");
     EXPECT_TRUE(IsAbsolutePath("http://server"));
 

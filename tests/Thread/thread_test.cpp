@@ -129,6 +129,9 @@ TEST(Semaphore, CountsPostsAndBlocksWaiters)
     s.post();
     EXPECT_TRUE(s.tryWait());
     EXPECT_FALSE(s.tryWait());
+    Semaphore two(2);
+    EXPECT_TRUE(two.tryWait() && two.tryWait());
+    EXPECT_FALSE(two.tryWait());
     try {
         Semaphore tooMany(Semaphore::maxValue() + 1u);
         ADD_FAILURE() << "a count above the maximum was accepted";

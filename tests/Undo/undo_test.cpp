@@ -73,6 +73,7 @@ TEST(Undo, StepsInOrderLateCommandsAndCommitsOfDroppedSteps)
     Group* b = m.newGroup("b", false);
     new SetCell(b, doc, 0, 9);
     EXPECT_EQ(m.getGroup(-2), a);
+    EXPECT_EQ(m.getGroup(-3), nullptr);
 
     EXPECT_TRUE(m.undoIt());
     EXPECT_TRUE(m.undoIt());
@@ -195,6 +196,12 @@ TEST(Undo, DeleteLastGroupRemovesOnlyAnEmptyOne)
     m.doIt();
     m.deleteLastGroup(); // a recorded step takes the history with it
     EXPECT_EQ(m.numGroups(false), 0);
+
+    // A group deleted by its owner leaves the queue.
+    Group* b = m.newGroup("b", false);
+    Group* c = m.newGroup("c", false);
+    delete b;
+    EXPECT_EQ(m.getGroup(0), c);
 }
 
 namespace {

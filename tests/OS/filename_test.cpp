@@ -1,4 +1,5 @@
 #include "qvOSFilename.h"
+#include "qvOSURL.h"
 #include "qvTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -76,7 +77,6 @@ TEST(Filename, CanonicalFormAndSplitFollowTheWin32TextRules)
 TEST(Filename, TwoStringJoinKeepsSlashesAndGluesBareDrives)
 {
     EXPECT_EQ(str(Filename(CString("a/b"), CString("c")).name()), "a/b\\c");
-    EXPECT_EQ(str(Filename(CString(""), CString("")).name()), "");
     EXPECT_EQ(str(Filename(CString("dir\\"), CString("")).name()), "dir");
     EXPECT_EQ(str(Filename(CString(""), CString("x\\\\y")).name()), "x\\y");
     EXPECT_EQ(str(Filename(CString("C:"), CString("x")).name()), "C:x");
@@ -92,16 +92,13 @@ TEST(Filename, AssignmentDropsTheSplitAndCopiesTheNameAsItStands)
     EXPECT_EQ(str(f.dirname()), "C:\\one");
     f = CString("D:/three/four.dat");
     EXPECT_EQ(str(f.dirname()), "D:\\three");
-    EXPECT_EQ(str(f.baseSuffix()), "dat");
 
     // A joined name keeps its slash; copying must not canonicalise it again.
     const Filename joined(CString("a/b"), CString("c"));
     Filename copy;
     copy = joined;
     EXPECT_EQ(str(copy.name()), "a/b\\c");
-    const Filename constructed(joined);
-    EXPECT_EQ(str(constructed.name()), "a/b\\c");
-    EXPECT_EQ(str(constructed.basename()), "c");
+    EXPECT_EQ(str(Filename(joined).basename()), "c");
 }
 
 TEST(Filename, WorkingDirectoryAndMakeDir)
@@ -122,4 +119,76 @@ TEST(Filename, WorkingDirectoryAndMakeDir)
     EXPECT_EQ(str(now.basename()), "made");
     EXPECT_TRUE(start.setCwd());
     EXPECT_FALSE(Filename(CString(temp.file("missing").c_str())).setCwd());
+}
+
+using qvOS::URL;
+
+TEST(URL, SchemeLessAndFileNamesAreLocal)
+{
+    const URL drive(CString("C://dir"));
+    EXPECT_EQ(str(drive.getProtocol()), "file");
+    EXPECT_EQ(str(drive.name()), "C:\\dir");
+    EXPECT_TRUE(drive.IsLocalFile() && drive.IsAbsolutePath());
+
+    const URL file(CString("FILE:///C:/dir/f.txt"));
+    EXPECT_EQ(str(file.getProtocol()), "file");
+    EXPECT_EQ(str(file.name()), "C:\\dir\\f.txt");
+    EXPECT_EQ(str(file.getDirname()), "C:\\dir\\");
+    EXPECT_EQ(str(file.getName()), "f.txt");
+
+    EXPECT_FALSE(URL(CString("relative/name")).IsAbsolutePath());
+    EXPECT_TRUE(URL(CString("dir\\")).isDirectoryName());
+}
+
+TEST(URL, NetworkNamesSplitIntoTheirParts)
+{
+    const URL u(CString("HTTPS://Server:8443/a//b?x=1#top"));
+    EXPECT_EQ(str(u.getProtocol()), "https");
+    EXPECT_EQ(str(u.getAuthority()), "server:8443");
+    EXPECT_EQ(str(u.getHost()), "server");
+    EXPECT_EQ(u.getPort(), 8443);
+    EXPECT_EQ(str(u.getPath()), "/a/b");
+    EXPECT_EQ(str(u.getQuery()), "x=1");
+    EXPECT_EQ(str(u.getRef()), "top");
+    EXPECT_EQ(str(u.getCanonicalPath()), "\\a\\b");
+    EXPECT_EQ(str(u.getDirname()), "/a/");
+    EXPECT_EQ(str(u.getName()), "b");
+    EXPECT_FALSE(u.IsLocalFile());
+
+    EXPECT_EQ(URL(CString("ftp://server")).getPort(), 21);
+    EXPECT_EQ(URL(CString("gopher://server")).getPort(), 80);
+    EXPECT_EQ(str(URL(CString("http://server")).getPath()), "/");
+    EXPECT_TRUE(IsAbsolutePath("http://server"));
+
+    const URL refOnly(CString("http://host/p#frag?not"));
+    EXPECT_EQ(str(refOnly.getPath()), "/p");
+    EXPECT_EQ(str(refOnly.getRef()), "frag?not");
+    EXPECT_EQ(str(refOnly.getQuery()), "");
+    const URL noHost(CString("http://?q"));
+    EXPECT_EQ(str(noHost.getAuthority()), "");
+    EXPECT_EQ(str(noHost.getQuery()), "q");
+}
+
+TEST(URL, CopiesKeepEveryFieldAndComparePathFollowsTheProtocol)
+{
+    const URL original(CString("http://h:81/dir/Name.txt?q#r"));
+    URL assigned(CString("x"));
+    assigned = original;
+    EXPECT_EQ(assigned.getPort(), 81);
+    EXPECT_EQ(str(assigned.getDirname()) + str(assigned.getQuery()) + str(assigned.getRef()), "/dir/qr");
+
+    EXPECT_FALSE(original.comparePath(URL(CString("http://h/other/name.txt"))));
+    EXPECT_TRUE(original.comparePath(URL(CString("ftp://x/other/Name.txt"))));
+    EXPECT_TRUE(URL(CString("C:\\a\\File.TXT")).comparePath(URL(CString("d:/file.txt"))));
+}
+
+TEST(URL, IllegalCharacters)
+{
+    for (const char* bad : {"a b", "100%", "tab\there"})
+        EXPECT_TRUE(URL::hasIllegalCharacters(CString(bad))) << bad;
+    EXPECT_FALSE(URL::hasIllegalCharacters(CString("C:\\x/y[1]-b_c.d")));
+
+    for (const char* bad : {"http://host/a[1]", "http://ho$t/a", "ht[tp://host/a"})
+        EXPECT_TRUE(URL(CString(bad)).hasIllegalCharacters()) << bad;
+    EXPECT_FALSE(URL(CString("C:\\dir\\file.txt")).hasIllegalCharacters());
 }

@@ -26,14 +26,6 @@ std::string childName()
     return path.substr(path.find_last_of("/\\") + 1);
 }
 
-// A manager that is never used: only its installation is tested.
-class NullManager : public ProcessManager {
-public:
-    Error findProgram(const CString&, CString&) override { return Error(); }
-    Error startProcess(const std::vector<CString>&, ProcessHandle&) override { return Error(); }
-    Error waitProcess(ProcessHandle, int&) override { return Error(); }
-};
-
 } // namespace
 
 TEST(ProcessManager, ArgumentsReachTheChildExactly)
@@ -114,12 +106,4 @@ TEST(ProcessManager, ProgramsAreFoundOnThePath)
         err = manager->findProgram(CString("prog"), found);
         EXPECT_STREQ(err.message(), "PATH environment variable not set.");
     }
-}
-
-TEST(ProcessManager, TheFirstInstanceStays)
-{
-    ProcessManager* current = ProcessManager::getInstance();
-    NullManager other;
-    EXPECT_FALSE(ProcessManager::setInstance(&other));
-    EXPECT_EQ(ProcessManager::getInstance(), current);
 }

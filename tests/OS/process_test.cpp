@@ -63,6 +63,9 @@ TEST(ProcessManager, ArgumentsReachTheChildExactly)
 TEST(ProcessManager, ProgramsAreFoundOnThePath)
 {
     ProcessManager* manager = ProcessManager::getInstance();
+    // The first instance stays: a later one is refused.
+    EXPECT_FALSE(ProcessManager::setInstance(nullptr));
+    EXPECT_EQ(ProcessManager::getInstance(), manager);
     CString found;
     Error err = manager->findProgram(CString(""), found);
     EXPECT_EQ(err.num(), 2);

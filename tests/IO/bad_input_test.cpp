@@ -12,7 +12,7 @@ using ioTest::TestRegistry;
 namespace {
 
 const std::string registryText = "   0 packetFile_string\n   1 packetFile_EOF\n   2 item\n@\n";
-const std::string binaryHead = "^@\n1\n1 1 1\n1 2 4 8 4 8 4\n@\n" + registryText;
+const std::string binaryHead = ioTest::binaryHeader(ioWriteBinary) + registryText;
 
 struct Outcome {
     bool opened = false;

@@ -46,7 +46,12 @@ TEST(GoldenFile, EveryPlatformWritesAndReadsTheCommittedBytes)
 
         std::string expected = qvTest::readFileBytes(golden);
         ASSERT_FALSE(expected.empty()) << golden;
-        EXPECT_TRUE(qvTest::readFileBytes(path) == expected) << "written bytes differ from " << golden;
+        // The committed binary files are little-endian: a big-endian machine writes its own order
+        // (the exchange between builds compares those) and reads these through its swapped readers.
+        const bool binary = c.method == ioWriteBinary || c.method == ioWriteBinaryDebug;
+        if (qvOS::hostIsLittleEndian || !binary) {
+            EXPECT_TRUE(qvTest::readFileBytes(path) == expected) << "written bytes differ from " << golden;
+        }
 
         ioBufferedStreamInput in;
         in.openFile(golden.c_str());

@@ -1,7 +1,7 @@
 #ifndef IO_METHOD_HELPERS_H
 #define IO_METHOD_HELPERS_H
 
-// Big-endian files made on this (little-endian) machine, for the swapping readers.
+// Files in the other byte order made on this machine, for the swapping readers.
 
 #include "ioPacketFileBinary.h"
 #include "ioTestHelpers.h"
@@ -19,8 +19,8 @@ template <typename T> T byteReversed(T value)
 }
 
 // A binary writer (plain or checking) that stores every multi-byte value in the other byte
-// order, as a big-endian machine would. Packet heads are written by the buffer in this machine's
-// order; bigEndianFile() turns them round afterwards.
+// order, as a machine of the other byte order would. Packet heads are written by the buffer in
+// this machine's order; otherOrderFile() turns them round afterwards.
 template <class Base> class SwappingWriter : public Base {
 public:
     using Base::Base;
@@ -48,15 +48,14 @@ private:
     }
 };
 
-// Completes a file written by a SwappingWriter: the header says "written big-endian" and every
+// Completes a file written by a SwappingWriter: the header names the other byte order and every
 // packet head (type id, hasObject, body length) is turned round.
-inline std::string bigEndianFile(const std::string& file)
+inline std::string otherOrderFile(const std::string& file)
 {
     std::string packets = packetsOf(file);
     std::string head = headOf(file);
-    size_t flag = head.find("\n1 ", head.find('\n', 3));
-    if (flag != std::string::npos)
-        head[flag + 1] = '0';
+    size_t flag = head.find('\n', 3) + 1; // the flag opens the third line
+    head[flag] = otherOrderFlag()[0];
     for (size_t at = 0; at + 12 <= packets.size();) {
         int32_t fields[3];
         std::memcpy(fields, packets.data() + at, 12);

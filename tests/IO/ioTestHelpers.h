@@ -8,6 +8,7 @@
 #include "ioContext.h"
 #include "ioPacketRegistry.h"
 #include "ioPacketType.h"
+#include "qvOSByteOrder.h"
 #include "qvTestSupport.h"
 
 #include <cstdint>
@@ -144,6 +145,23 @@ inline std::string headOf(const std::string& file)
     return file.substr(0, file.size() - packetsOf(file).size());
 }
 
+// The byte-order flag this machine writes into binary headers, and the other one.
+inline std::string hostOrderFlag()
+{
+    return qvOS::hostIsLittleEndian ? "1" : "0";
+}
+inline std::string otherOrderFlag()
+{
+    return qvOS::hostIsLittleEndian ? "0" : "1";
+}
+
+// The header this machine writes for a binary method.
+inline std::string binaryHeader(ioWriteMethod method)
+{
+    return "^@\n1\n" + hostOrderFlag() + " " + std::to_string(method) + " 1\n1 2 4 8 4 8 4\n@\n";
+}
+
+// A 32-bit value as this machine writes it.
 inline std::string int32Bytes(int32_t value)
 {
     return std::string(reinterpret_cast<const char*>(&value), 4);

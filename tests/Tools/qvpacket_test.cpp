@@ -212,7 +212,7 @@ TEST(QvPacket, ConvertKeepsEveryObjectAndReference)
     EXPECT_EQ(qvTest::readFileBytes(refused), "");
 }
 
-TEST(QvPacket, BigEndianFilesDecodeToTheSameValues)
+TEST(QvPacket, OtherByteOrderFilesDecodeToTheSameValues)
 {
     qvTest::TempDir dir;
     qvTest::Scene scene = qvTest::makeScene({200, 11, 6, 0});
@@ -223,9 +223,10 @@ TEST(QvPacket, BigEndianFilesDecodeToTheSameValues)
         return new ioTest::SwappingWriter<ioWriteContextBinaryDebug>(out);
     }), ioOk);
     stream.close();
-    qvTest::writeFileBytes(big, ioTest::bigEndianFile(qvTest::readFileBytes(big)));
+    qvTest::writeFileBytes(big, ioTest::otherOrderFile(qvTest::readFileBytes(big)));
 
-    EXPECT_NE(tool({"info", big.c_str()}).out.find("big-endian"), std::string::npos);
+    EXPECT_NE(tool({"info", big.c_str()}).out.find(qvOS::hostIsLittleEndian ? "big-endian" : "little-endian"),
+              std::string::npos);
     ToolRun convert = tool({"convert", big.c_str(), converted.c_str(), "--method", "ascii-debug"});
     ASSERT_EQ(convert.status, 0) << convert.err;
     writeScene(scene, direct, ioWriteAsciiDebug, {});

@@ -4,7 +4,11 @@
 
 ioHeader::ioHeader() : valid(false), littleEndian(true), method(-1) {}
 
-ioHeader::ioHeader(ioWriteMethod m) : valid(true), littleEndian(systemIsLittleEndian()), method(m)
+// Text packets do not depend on byte order, and readers ignore the flag for them: text files
+// carry the little-endian flag on every machine, so they are the same bytes everywhere.
+ioHeader::ioHeader(ioWriteMethod m)
+    : valid(true), littleEndian(systemIsLittleEndian() || m == ioWriteAscii || m == ioWriteAsciiDebug),
+      method(m)
 {
 }
 

@@ -2,6 +2,7 @@
 #define IOHEADER_H
 
 #include "qvBaseExport.h"
+#include "qvOSByteOrder.h"
 
 class ioBufferedStreamInput;
 class ioBufferedStreamOutput;
@@ -55,8 +56,8 @@ public:
     int getMethod() const { return method; }
 
 private:
-    // The library is built for little-endian machines only: a constant, not a probe.
-    static bool systemIsLittleEndian() { return true; }
+    // The byte order of the build's target: a constant, not a run-time probe.
+    static bool systemIsLittleEndian() { return qvOS::hostIsLittleEndian; }
 
     bool valid;
     bool littleEndian;

@@ -43,7 +43,7 @@ void swap(double* values, unsigned int count) { reverseEach(values, count); }
 
 int getBytesex()
 {
-    return 0;
+    return hostIsLittleEndian ? 0 : 1;
 }
 
 } // namespace qvOS

@@ -19,7 +19,15 @@ QV_BASE_API void swap(long* values, unsigned int count);
 QV_BASE_API void swap(float* values, unsigned int count);
 QV_BASE_API void swap(double* values, unsigned int count);
 
-// The byte-order code of this platform: 0, little-endian.
+// Whether the target of this build stores the least significant byte first: a property of the
+// build, fixed at compile time. Windows targets are all little-endian.
+#if defined(__BYTE_ORDER__) && defined(__ORDER_BIG_ENDIAN__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+constexpr bool hostIsLittleEndian = false;
+#else
+constexpr bool hostIsLittleEndian = true;
+#endif
+
+// The byte-order code of this platform: 0 little-endian, 1 big-endian.
 QV_BASE_API int getBytesex();
 
 } // namespace qvOS

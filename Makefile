@@ -44,7 +44,7 @@ test-bigendian:
 	rm -f build/s390x/SKIPPED
 	ctest --preset s390x -j 2
 
-# Scene files written by every build that ran its tests, read back by every other build.
+# Scene files written by every build that ran its tests here, read back by every other build.
 test-exchange:
 	tests/exchange/run.sh build
 

@@ -1,0 +1,231 @@
+#include "internal/ioFileDescriptor.h"
+#include "ioFilterTestHelpers.h"
+#include "qvTestEnvironment.h"
+#include "qvTestScene.h"
+#include "qvTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <iostream>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#if !defined(_WIN32)
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace fs = std::filesystem;
+using io::internal::FdFault;
+
+namespace {
+
+std::set<std::string> entriesOf(const std::string& dir)
+{
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(dir))
+        names.insert(entry.path().filename().string());
+    return names;
+}
+
+// A whole save of scene through a replacing stream; ioOk only when the stream closed good.
+ioStatus saveScene(const qvTest::Scene& scene, const std::string& path, ioWriteMethod method,
+                   const std::vector<ioTest::Filter>& filters)
+{
+    ioBufferedStreamOutput out;
+    out.openFileReplacing(path.c_str());
+    if (!out.good())
+        return ioOpenFailed;
+    ioStatus status = qvTest::writeScene(scene, out, method,
+                                         [&] { ioTest::setFilters(out, filters, true); });
+    ioTest::setFilters(out, filters, false);
+    out.close();
+    return status == ioOk && !out.good() ? ioError : status;
+}
+
+// A whole load; ioOk only when the reader and the stream both ended good.
+ioStatus loadScene(qvTest::Scene& scene, const std::string& path,
+                   const std::vector<ioTest::Filter>& filters)
+{
+    ioBufferedStreamInput in;
+    in.openFile(path.c_str());
+    if (!in.good())
+        return ioOpenFailed;
+    const qvTest::SceneReadResult result =
+        qvTest::readScene(scene, in, [&] { ioTest::setFilters(in, filters, true); });
+    ioTest::setFilters(in, filters, false);
+    in.close();
+    return result.opened ? result.status : ioError;
+}
+
+} // namespace
+
+TEST(ReplacingSave, TheOldFileStaysUntilACloseThatFoundEveryWriteDone)
+{
+    qvTest::TempDir dir;
+    const std::string path = dir.file("scene.qv");
+    qvTest::writeFileBytes(path, "old bytes");
+    const std::set<std::string> before = entriesOf(dir.path());
+    if (!qvTest::runningOnWindows())
+        fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    {
+        ioBufferedStreamOutput out;
+        out.openFileReplacing(path.c_str());
+        out.writeString("new bytes");
+        out.flush();
+        EXPECT_EQ(qvTest::readFileBytes(path), "old bytes"); // nothing replaced before close
+        // Destroyed without close(): the save is abandoned, its new file removed.
+    }
+    EXPECT_EQ(qvTest::readFileBytes(path), "old bytes");
+    EXPECT_EQ(entriesOf(dir.path()), before);
+
+    ioBufferedStreamOutput out;
+    out.openFileReplacing(path.c_str());
+    out.writeString("new bytes");
+    out.close();
+    EXPECT_TRUE(out.good());
+    EXPECT_EQ(qvTest::readFileBytes(path), "new bytes");
+    EXPECT_EQ(entriesOf(dir.path()), before);
+    if (!qvTest::runningOnWindows()) {
+        EXPECT_EQ(fs::status(path).permissions(),
+                  fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    }
+
+    // A new file is made; a directory is refused and left alone.
+    out.openFileReplacing(dir.file("fresh.qv").c_str());
+    out.writeString("fresh");
+    out.close();
+    EXPECT_EQ(qvTest::readFileBytes(dir.file("fresh.qv")), "fresh");
+    fs::create_directory(dir.file("sub"));
+    out.openFileReplacing(dir.file("sub").c_str());
+    EXPECT_EQ(out.getStatus(), ioStreamOpenFailed);
+    EXPECT_TRUE(fs::is_directory(dir.file("sub")));
+
+    if (qvTest::runningOnWindows())
+        return;
+    // A link keeps its place; the file it points to gets the new bytes.
+    fs::create_symlink("scene.qv", dir.file("link.qv"));
+    out.openFileReplacing(dir.file("link.qv").c_str());
+    out.writeString("through the link");
+    out.close();
+    EXPECT_TRUE(fs::is_symlink(dir.file("link.qv")));
+    EXPECT_EQ(qvTest::readFileBytes(path), "through the link");
+}
+
+// Every call of the descriptor layer during a whole save and a whole load, for every write
+// method and filter, fails in turn each way. Failures end in a status, with the previous file
+// intact after a failed save and never a wrong scene read back as good; interruptions and short
+// counts are retried to success.
+TEST(FaultInjection, EveryFailingCallOfASaveOrALoadEndsInAnHonestStatus)
+{
+    // Big enough for several writes and reads of the descriptor layer, small enough to be quick.
+    const qvTest::Scene previous = qvTest::makeScene({40, 5, 3, 0});
+    const qvTest::Scene scene = qvTest::makeScene({120, 6, 4, 0});
+    const ioWriteMethod methods[] = {ioWriteAscii, ioWriteBinary, ioWriteAsciiDebug, ioWriteBinaryDebug};
+    const char* methodNames[] = {"ascii", "binary", "ascii-debug", "binary-debug"};
+    const std::vector<std::vector<ioTest::Filter>> filterSets = {
+        {}, {ioTest::Filter::compress}, {ioTest::Filter::checksum}, {ioTest::Filter::encrypt},
+        {ioTest::Filter::checksum, ioTest::Filter::compress, ioTest::Filter::encrypt}};
+    const char* filterNames[] = {"none", "compress", "checksum", "encrypt", "all three"};
+    const FdFault faults[] = {FdFault::ioError, FdFault::noSpace, FdFault::interrupted,
+                              FdFault::shortCount};
+    qvTest::TempDir dir;
+    const std::string path = dir.file("scene.qv");
+    const std::string spare = dir.file("spare.qv");
+    long injected = 0;
+    for (int m = 0; m < 4; ++m) {
+        for (size_t f = 0; f < filterSets.size(); ++f) {
+            SCOPED_TRACE(std::string(methodNames[m]) + ", " + filterNames[f]);
+            const std::vector<ioTest::Filter>& filters = filterSets[f];
+            ASSERT_EQ(saveScene(previous, spare, methods[m], filters), ioOk);
+            const std::string previousBytes = qvTest::readFileBytes(spare);
+            // Calls made by one clean save and one clean load.
+            io::internal::injectFdFault(0, FdFault::ioError);
+            ASSERT_EQ(saveScene(scene, path, methods[m], filters), ioOk);
+            const long saveCalls = io::internal::fdCallCount();
+            const std::string newBytes = qvTest::readFileBytes(path);
+            qvTest::Scene clean;
+            io::internal::injectFdFault(0, FdFault::ioError);
+            ASSERT_EQ(loadScene(clean, path, filters), ioOk);
+            const long loadCalls = io::internal::fdCallCount();
+            int failedSaves = 0;
+            int failedLoads = 0;
+            for (FdFault fault : faults) {
+                const bool retried = fault == FdFault::interrupted || fault == FdFault::shortCount;
+                for (long call = 1; call <= saveCalls; ++call) {
+                    qvTest::writeFileBytes(path, previousBytes);
+                    io::internal::injectFdFault(call, fault);
+                    const ioStatus status = saveScene(scene, path, methods[m], filters);
+                    io::internal::injectFdFault(0, fault);
+                    ++injected;
+                    const std::string after = qvTest::readFileBytes(path);
+                    if (status == ioOk) {
+                        EXPECT_TRUE(after == newBytes) << "call " << call;
+                    } else {
+                        ++failedSaves;
+                        EXPECT_FALSE(retried) << "call " << call << " was not retried";
+                        EXPECT_TRUE(after == previousBytes) << "call " << call;
+                    }
+                    ASSERT_EQ(entriesOf(dir.path()).size(), 2u) << "call " << call; // no leftovers
+                }
+                qvTest::writeFileBytes(path, newBytes);
+                for (long call = 1; call <= loadCalls; ++call) {
+                    qvTest::Scene copy;
+                    io::internal::injectFdFault(call, fault);
+                    const ioStatus status = loadScene(copy, path, filters);
+                    io::internal::injectFdFault(0, fault);
+                    ++injected;
+                    if (status == ioOk)
+                        EXPECT_EQ(qvTest::compareScenes(scene, copy), "") << "call " << call;
+                    else
+                        ++failedLoads;
+                    EXPECT_TRUE(status == ioOk || !retried) << "call " << call;
+                }
+            }
+            std::cout << "[ faults   ] " << methodNames[m] << ", filters " << filterNames[f]
+                      << ": save " << saveCalls << " calls x 4 ways (" << failedSaves
+                      << " failed as they should), load " << loadCalls << " calls x 4 ways ("
+                      << failedLoads << " failed)\n";
+        }
+    }
+    std::cout << "[ faults   ] " << injected << " runs with one injected fault each\n";
+}
+
+#if !defined(_WIN32)
+// A child saves two scenes in turn, over and over, and is killed at a random moment: the file
+// always reads back as one of them, whole.
+TEST(ReplacingSave, AKilledSaveLeavesTheOldOrTheNewSceneWhole)
+{
+    const qvTest::Scene scenes[2] = {qvTest::makeScene({300, 8, 6, 0}),
+                                     qvTest::makeScene({320, 9, 6, 0})};
+    qvTest::TempDir dir;
+    const std::string path = dir.file("scene.qv");
+    ASSERT_EQ(saveScene(scenes[0], path, ioWriteBinary, {}), ioOk);
+    std::mt19937 random(77);
+    int sawEach[2] = {0, 0};
+    for (int round = 0; round < 12; ++round) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (int i = 0;; ++i)
+                saveScene(scenes[i % 2], path, i % 3 ? ioWriteBinary : ioWriteAscii, {});
+        }
+        ::usleep(2000 + random() % 30000);
+        ::kill(child, SIGKILL);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFSIGNALED(status));
+        qvTest::Scene copy;
+        ASSERT_EQ(loadScene(copy, path, {}), ioOk) << "round " << round;
+        const bool first = qvTest::compareScenes(scenes[0], copy).empty();
+        EXPECT_TRUE(first || qvTest::compareScenes(scenes[1], copy).empty()) << "round " << round;
+        ++sawEach[first ? 0 : 1];
+    }
+    std::cout << "[ killed   ] 12 saves killed: old scene " << sawEach[0] << ", new scene "
+              << sawEach[1] << "\n";
+}
+#endif

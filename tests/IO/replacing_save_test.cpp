@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <random>
@@ -205,6 +206,11 @@ TEST(ReplacingSave, AKilledSaveLeavesTheOldOrTheNewSceneWhole)
     qvTest::TempDir dir;
     const std::string path = dir.file("scene.qv");
     ASSERT_EQ(saveScene(scenes[0], path, ioWriteBinary, {}), ioOk);
+    // Kills land anywhere in the child's first few saves, renames included.
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(saveScene(scenes[1], dir.file("timing.qv"), ioWriteAscii, {}), ioOk);
+    const long saveMicros = static_cast<long>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                                  std::chrono::steady_clock::now() - start).count());
     std::mt19937 random(77);
     int sawEach[2] = {0, 0};
     for (int round = 0; round < 12; ++round) {
@@ -214,7 +220,7 @@ TEST(ReplacingSave, AKilledSaveLeavesTheOldOrTheNewSceneWhole)
             for (int i = 0;; ++i)
                 saveScene(scenes[i % 2], path, i % 3 ? ioWriteBinary : ioWriteAscii, {});
         }
-        ::usleep(2000 + random() % 30000);
+        ::usleep(static_cast<useconds_t>(random() % (4 * saveMicros + 1)));
         ::kill(child, SIGKILL);
         int status = 0;
         ::waitpid(child, &status, 0);

@@ -233,8 +233,9 @@ void ioBufferFD::close()
         commitReplacement();
         return;
     }
-    if (ownsFd)
-        io::internal::fdClose(fd);
+    // A failed close of an output file may have lost written bytes: say so.
+    if (ownsFd && !io::internal::fdClose(fd) && !isInput && good())
+        setStatus(statusIOError);
     fd = -1;
     aheadPosition = aheadCount = 0; // bytes read ahead belonged to that descriptor
 }

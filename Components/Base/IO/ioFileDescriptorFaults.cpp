@@ -12,6 +12,15 @@ std::atomic<long> callsMade{0};
 std::atomic<long> failingCall{0};
 std::atomic<int> failingWay{0};
 
+bool fdFaultHere(FdFault& fault)
+{
+    const long call = ++callsMade;
+    if (failingCall == 0 || call != failingCall)
+        return false;
+    fault = static_cast<FdFault>(failingWay.load());
+    return true;
+}
+
 } // namespace
 
 void injectFdFault(long call, FdFault fault)
@@ -26,12 +35,19 @@ long fdCallCount()
     return callsMade;
 }
 
-bool fdFaultHere(FdFault& fault)
+bool fdInjectedFailure(FdFailure& failure, int* size)
 {
-    const long call = ++callsMade;
-    if (failingCall == 0 || call != failingCall)
+    FdFault fault;
+    if (!fdFaultHere(fault))
         return false;
-    fault = static_cast<FdFault>(failingWay.load());
+    if (fault == FdFault::shortCount) {
+        if (size && *size > 1)
+            *size /= 2;
+        return false;
+    }
+    failure = fault == FdFault::noSpace       ? FdFailure::noSpace
+        : fault == FdFault::interrupted       ? FdFailure::interrupted
+                                              : FdFailure::other;
     return true;
 }
 

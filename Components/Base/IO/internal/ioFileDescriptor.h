@@ -60,15 +60,9 @@ enum class FdFault { ioError, noSpace, interrupted, shortCount };
 QV_BASE_API void injectFdFault(long call, FdFault fault);
 // Calls of this layer since the last injectFdFault.
 QV_BASE_API long fdCallCount();
-// Called by each call of this layer: true when this call is to fail the way fault says.
-bool fdFaultHere(FdFault& fault);
-// The failure kind an injected fault reports.
-inline FdFailure fdFailureOf(FdFault fault)
-{
-    return fault == FdFault::noSpace       ? FdFailure::noSpace
-        : fault == FdFault::interrupted    ? FdFailure::interrupted
-                                           : FdFailure::other;
-}
+// Called by each call of this layer: true when an injected fault makes it fail at once, with
+// failure set; a short count only shrinks *size (when the call has one) and the call goes on.
+bool fdInjectedFailure(FdFailure& failure, int* size = nullptr);
 
 } // namespace internal
 } // namespace io

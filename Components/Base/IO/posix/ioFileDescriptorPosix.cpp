@@ -14,12 +14,6 @@ namespace internal {
 
 namespace {
 
-// A short count: at most half of what was asked for, at least one byte.
-int shortened(int size)
-{
-    return size > 1 ? size / 2 : size;
-}
-
 // The directory part of a name, with its '/', or "" for a bare name.
 std::string directoryOf(const std::string& name)
 {
@@ -48,12 +42,8 @@ std::string linkTarget(std::string name)
 
 int fdOpen(const char* path, bool forInput, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault)) {
-        failure = fdFailureOf(fault);
-        if (fault != FdFault::shortCount)
-            return -1;
-    }
+    if (fdInjectedFailure(failure))
+        return -1;
     int flags = forInput ? O_RDONLY : (O_WRONLY | O_CREAT | O_TRUNC);
     int fd = ::open(path, flags | O_CLOEXEC, 0666);
     failure = fd < 0 ? classifyErrno(errno) : FdFailure::none;
@@ -62,13 +52,8 @@ int fdOpen(const char* path, bool forInput, FdFailure& failure)
 
 int fdRead(int fd, char* data, int size, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault)) {
-        failure = fdFailureOf(fault);
-        if (fault != FdFault::shortCount)
-            return -1;
-        size = shortened(size);
-    }
+    if (fdInjectedFailure(failure, &size))
+        return -1;
     ssize_t n = ::read(fd, data, static_cast<size_t>(size));
     failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return static_cast<int>(n);
@@ -76,13 +61,8 @@ int fdRead(int fd, char* data, int size, FdFailure& failure)
 
 int fdWrite(int fd, const char* data, int size, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault)) {
-        failure = fdFailureOf(fault);
-        if (fault != FdFault::shortCount)
-            return -1;
-        size = shortened(size);
-    }
+    if (fdInjectedFailure(failure, &size))
+        return -1;
     ssize_t n = ::write(fd, data, static_cast<size_t>(size));
     failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return static_cast<int>(n);
@@ -90,13 +70,12 @@ int fdWrite(int fd, const char* data, int size, FdFailure& failure)
 
 bool fdClose(int fd)
 {
-    FdFault fault;
-    const bool injected = fdFaultHere(fault);
+    // The descriptor is released whatever is injected; an interruption loses nothing.
+    FdFailure injected = FdFailure::none;
+    const bool failed = fdInjectedFailure(injected) && injected != FdFailure::interrupted;
     // Linux releases the descriptor even when close() is interrupted: it is never retried.
     const int result = ::close(fd);
-    if (injected && (fault == FdFault::ioError || fault == FdFault::noSpace))
-        return false;
-    return result == 0 || errno == EINTR;
+    return !failed && (result == 0 || errno == EINTR);
 }
 
 long long fdFileSize(const char* path)
@@ -110,11 +89,8 @@ long long fdFileSize(const char* path)
 int fdOpenReplacement(const char* path, std::string& temporary, std::string& target,
                       FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault) && fault != FdFault::shortCount) {
-        failure = fdFailureOf(fault);
+    if (fdInjectedFailure(failure))
         return -1;
-    }
     failure = FdFailure::other;
     target = linkTarget(path);
     struct stat info;
@@ -154,11 +130,8 @@ int fdOpenReplacement(const char* path, std::string& temporary, std::string& tar
 
 bool fdSync(int fd, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault) && fault != FdFault::shortCount) {
-        failure = fdFailureOf(fault);
+    if (fdInjectedFailure(failure))
         return false;
-    }
     if (::fsync(fd) == 0 || errno == EINVAL)
         return true; // EINVAL: nothing to make durable (not a disk file)
     failure = classifyErrno(errno);
@@ -167,11 +140,8 @@ bool fdSync(int fd, FdFailure& failure)
 
 bool fdReplace(const std::string& temporary, const std::string& target, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault) && fault != FdFault::shortCount) {
-        failure = fdFailureOf(fault);
+    if (fdInjectedFailure(failure))
         return false;
-    }
     if (std::rename(temporary.c_str(), target.c_str()) != 0) {
         failure = classifyErrno(errno);
         return false;

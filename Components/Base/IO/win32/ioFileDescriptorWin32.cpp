@@ -15,11 +15,6 @@ namespace internal {
 
 namespace {
 
-int shortened(int size)
-{
-    return size > 1 ? size / 2 : size;
-}
-
 // The directory part of a name, with its separator, or "" for a bare name.
 std::string directoryOf(const std::string& name)
 {
@@ -31,11 +26,8 @@ std::string directoryOf(const std::string& name)
 
 int fdOpen(const char* path, bool forInput, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault) && fault != FdFault::shortCount) {
-        failure = fdFailureOf(fault);
+    if (fdInjectedFailure(failure))
         return -1;
-    }
     // Binary mode: the C runtime must not translate line ends, files are byte-identical.
     int flags = forInput ? (_O_RDONLY | _O_BINARY)
                          : (_O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY);
@@ -46,13 +38,8 @@ int fdOpen(const char* path, bool forInput, FdFailure& failure)
 
 int fdRead(int fd, char* data, int size, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault)) {
-        failure = fdFailureOf(fault);
-        if (fault != FdFault::shortCount)
-            return -1;
-        size = shortened(size);
-    }
+    if (fdInjectedFailure(failure, &size))
+        return -1;
     int n = ::_read(fd, data, static_cast<unsigned int>(size));
     failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return n;
@@ -60,13 +47,8 @@ int fdRead(int fd, char* data, int size, FdFailure& failure)
 
 int fdWrite(int fd, const char* data, int size, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault)) {
-        failure = fdFailureOf(fault);
-        if (fault != FdFault::shortCount)
-            return -1;
-        size = shortened(size);
-    }
+    if (fdInjectedFailure(failure, &size))
+        return -1;
     int n = ::_write(fd, data, static_cast<unsigned int>(size));
     failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return n;
@@ -74,12 +56,11 @@ int fdWrite(int fd, const char* data, int size, FdFailure& failure)
 
 bool fdClose(int fd)
 {
-    FdFault fault;
-    const bool injected = fdFaultHere(fault);
+    // The descriptor is released whatever is injected; an interruption loses nothing.
+    FdFailure injected = FdFailure::none;
+    const bool failed = fdInjectedFailure(injected) && injected != FdFailure::interrupted;
     const int result = ::_close(fd);
-    if (injected && (fault == FdFault::ioError || fault == FdFault::noSpace))
-        return false;
-    return result == 0;
+    return !failed && result == 0;
 }
 
 long long fdFileSize(const char* path)
@@ -93,11 +74,8 @@ long long fdFileSize(const char* path)
 int fdOpenReplacement(const char* path, std::string& temporary, std::string& target,
                       FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault) && fault != FdFault::shortCount) {
-        failure = fdFailureOf(fault);
+    if (fdInjectedFailure(failure))
         return -1;
-    }
     failure = FdFailure::other;
     target = path;
     struct _stati64 info;
@@ -128,11 +106,8 @@ int fdOpenReplacement(const char* path, std::string& temporary, std::string& tar
 
 bool fdSync(int fd, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault) && fault != FdFault::shortCount) {
-        failure = fdFailureOf(fault);
+    if (fdInjectedFailure(failure))
         return false;
-    }
     if (::_commit(fd) == 0)
         return true;
     failure = classifyErrno(errno);
@@ -141,11 +116,8 @@ bool fdSync(int fd, FdFailure& failure)
 
 bool fdReplace(const std::string& temporary, const std::string& target, FdFailure& failure)
 {
-    FdFault fault;
-    if (fdFaultHere(fault) && fault != FdFault::shortCount) {
-        failure = fdFailureOf(fault);
+    if (fdInjectedFailure(failure))
         return false;
-    }
     if (!MoveFileExA(temporary.c_str(), target.c_str(),
                      MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         failure = GetLastError() == ERROR_DISK_FULL ? FdFailure::noSpace : FdFailure::other;

@@ -33,7 +33,7 @@ std::set<std::string> entriesOf(const std::string& dir)
     return names;
 }
 
-// A whole save of scene through a replacing stream; ioOk only when the stream closed good.
+// A whole save of scene as a program should make it; ioOk only when the stream closed good.
 ioStatus saveScene(const qvTest::Scene& scene, const std::string& path, ioWriteMethod method,
                    const std::vector<ioTest::Filter>& filters)
 {
@@ -44,8 +44,10 @@ ioStatus saveScene(const qvTest::Scene& scene, const std::string& path, ioWriteM
     ioStatus status = qvTest::writeScene(scene, out, method,
                                          [&] { ioTest::setFilters(out, filters, true); });
     ioTest::setFilters(out, filters, false);
+    if (status != ioOk)
+        return status; // not closed: the stream's end abandons the new file
     out.close();
-    return status == ioOk && !out.good() ? ioError : status;
+    return out.good() ? ioOk : ioError;
 }
 
 // A whole load; ioOk only when the reader and the stream both ended good.

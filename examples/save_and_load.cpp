@@ -262,8 +262,10 @@ int countReferences(const Scene& scene)
 SaveResult save(const Scene& scene, const char* path, ioWriteMethod method)
 {
     SaveResult result;
+    // The new file replaces the old one only at a successful close(): a crash, a full disk or a
+    // failed write leaves the previous save as it was.
     ioBufferedStreamOutput out;
-    out.openFile(path);
+    out.openFileReplacing(path);
     if (!out.good()) {
         std::fprintf(stderr, "save_and_load: cannot create %s\n", path);
         return result;
@@ -296,7 +298,9 @@ SaveResult save(const Scene& scene, const char* path, ioWriteMethod method)
     ctx->endFile(); // the end-of-file packet
 
     out.compress(false); // ends the compressed section
-    out.close();         // only close() completes the file: destroying a stream does not flush
+    // Only close() completes the file; a stream destroyed without it abandons the new file.
+    if (ctx->getStatus() == ioOk)
+        out.close();
     if (ctx->getStatus() != ioOk || !out.good()) {
         std::fprintf(stderr, "save_and_load: writing %s failed (context status %d, stream status %d)\n",
                      path, ctx->getStatus(), out.getStatus());

@@ -210,6 +210,12 @@ TEST(QvPacket, ConvertKeepsEveryObjectAndReference)
     EXPECT_EQ(plainBinary.status, 1);
     EXPECT_NE(plainBinary.err.find("debug"), std::string::npos) << plainBinary.err;
     EXPECT_EQ(qvTest::readFileBytes(refused), "");
+    // A convert that fails half-way leaves the file it would have replaced as it was.
+    qvTest::writeFileBytes(refused, "earlier");
+    std::string cut = qvTest::readFileBytes(binaryDebug);
+    qvTest::writeFileBytes(dir.file("cut.qv"), cut.substr(0, cut.size() / 2));
+    EXPECT_EQ(tool({"convert", dir.file("cut.qv").c_str(), refused.c_str(), "--method", "ascii-debug"}).status, 1);
+    EXPECT_EQ(qvTest::readFileBytes(refused), "earlier");
 }
 
 TEST(QvPacket, OtherByteOrderFilesDecodeToTheSameValues)

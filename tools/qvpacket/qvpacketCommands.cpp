@@ -390,9 +390,8 @@ void writeItems(ioWriteContext& w, const std::vector<Item>& items, size_t from)
     }
 }
 
-int convertFailed(const std::string& out, std::FILE* err, const std::string& what)
+int convertFailed(std::FILE* err, const std::string& what)
 {
-    std::remove(out.c_str());
     std::fprintf(err, "qvpacket: convert: %s\n", what.c_str());
     return 1;
 }
@@ -531,9 +530,11 @@ int convert(const std::string& in, const std::string& out, const std::string& me
     }
     CopyRegistry registry(file.typeNames());
     ioBufferedStreamOutput stream;
-    stream.openFile(out.c_str());
+    // The output replaces out only when it is complete: a failed convert, which returns without
+    // closing the stream, leaves any earlier file there as it was (and in may be out itself).
+    stream.openFileReplacing(out.c_str());
     if (!stream.good())
-        return convertFailed(out, err, "cannot create " + out);
+        return convertFailed(err, "cannot create " + out);
     std::unique_ptr<PacketCopier> copier = makeCopier(target, stream);
     ioWriteContext& writer = copier->writer();
     writer.associateRegistry(&registry);
@@ -547,8 +548,7 @@ int convert(const std::string& in, const std::string& out, const std::string& me
         int number = 0;
         if (packet.hasObject) {
             if (items.empty() || items[0].kind != Item::Reference) {
-                stream.close();
-                return convertFailed(out, err, in + ": packet " + std::to_string(packet.index) +
+                return convertFailed(err, in + ": packet " + std::to_string(packet.index) +
                                                    " defines an object but does not begin with its reference");
             }
             number = static_cast<int>(items[0].numbers[0].i);
@@ -558,15 +558,14 @@ int convert(const std::string& in, const std::string& out, const std::string& me
         writer.endPacket();
         ++packets;
     }
-    if (!file.atEnd() || !file.finish()) {
-        stream.close();
-        std::remove(out.c_str());
+    if (!file.atEnd() || !file.finish())
         return reportProblem(in, file, err);
-    }
     writer.endFile();
+    if (!writer.good())
+        return convertFailed(err, "writing " + out + " failed");
     stream.close();
-    if (!writer.good() || !stream.good())
-        return convertFailed(out, err, "writing " + out + " failed");
+    if (!stream.good())
+        return convertFailed(err, "writing " + out + " failed");
     std::fprintf(report, "%s -> %s: %d packets, %s -> %s\n", in.c_str(), out.c_str(), packets,
                  methodName(file.method()), methodName(target));
     return 0;

@@ -131,6 +131,65 @@ ioBuffer* ioBuffer::detachNext()
 
 ioBufferFD::ioBufferFD(bool input) : ioBuffer(input), fd(-1), ownsFd(false) {}
 
+ioBufferFD::~ioBufferFD()
+{
+    abandon();
+}
+
+void ioBufferFD::openReplacing(const char* path)
+{
+    FdFailure failure = FdFailure::none;
+    int opened = -1;
+    if (path && !isInput) {
+        do {
+            opened = io::internal::fdOpenReplacement(path, temporary, target, failure);
+        } while (opened < 0 && failure == FdFailure::interrupted);
+    }
+    if (opened < 0) {
+        temporary.clear();
+        target.clear();
+        setStatus(statusOpenFailed);
+        return;
+    }
+    fd = opened;
+    ownsFd = true;
+}
+
+void ioBufferFD::abandon()
+{
+    if (temporary.empty())
+        return;
+    if (fd >= 0)
+        io::internal::fdClose(fd);
+    fd = -1;
+    io::internal::fdRemove(temporary);
+    temporary.clear();
+    target.clear();
+}
+
+void ioBufferFD::commitReplacement()
+{
+    FdFailure failure = FdFailure::none;
+    bool done = good();
+    while (done && !io::internal::fdSync(fd, failure))
+        done = failure == FdFailure::interrupted;
+    // The descriptor is released whatever happened; a failing close may have lost bytes.
+    if (!io::internal::fdClose(fd) && done) {
+        done = false;
+        failure = FdFailure::other;
+    }
+    fd = -1;
+    while (done && !io::internal::fdReplace(temporary, target, failure))
+        done = failure == FdFailure::interrupted;
+    if (!done) {
+        io::internal::fdRemove(temporary);
+        if (good())
+            setStatus(failure == FdFailure::noSpace ? statusNoSpace : statusIOError);
+    }
+    temporary.clear();
+    target.clear();
+}
+
 void ioBufferFD::open(const char* path)
 {
     FdFailure failure = FdFailure::none;
@@ -170,8 +229,13 @@ void ioBufferFD::close()
 {
     if (fd < 0)
         return;
-    if (ownsFd)
-        io::internal::fdClose(fd);
+    if (!temporary.empty()) {
+        commitReplacement();
+        return;
+    }
+    // A failed close of an output file may have lost written bytes: say so.
+    if (ownsFd && !io::internal::fdClose(fd) && !isInput && good())
+        setStatus(statusIOError);
     fd = -1;
     aheadPosition = aheadCount = 0; // bytes read ahead belonged to that descriptor
 }

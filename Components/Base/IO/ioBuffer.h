@@ -5,6 +5,7 @@
 #include "qvUtilError.h"
 
 #include <memory>
+#include <string>
 
 // One link of a stream's buffer chain. The stream reads from or writes to the top buffer; each
 // buffer moves its 4096-byte data area to or from the buffer beneath it (`next`), and the bottom
@@ -98,9 +99,19 @@ protected:
 class QV_BASE_API ioBufferFD : public ioBuffer {
 public:
     explicit ioBufferFD(bool isInput);
+    // Destroying a buffer that is replacing a file abandons the new file: the old one stays.
+    ~ioBufferFD() override;
 
     // Opens path for reading, or creates/truncates it for writing; status 1 on failure.
     void open(const char* path);
+    // Output that replaces path whole: the bytes go to a new file beside it, which close()
+    // makes durable and renames over path, and only when every write succeeded. On any
+    // failure, or destruction without close(), path is left as it was and the new file is
+    // removed. A link at path stays a link; the file it points to is replaced. Status 1 when
+    // the new file cannot be made.
+    void openReplacing(const char* path);
+    // Drops a pending replacement: the new file is closed and removed, path is left alone.
+    void abandon();
     // Adopts a descriptor. The test is on the buffer's current descriptor, not the argument, so
     // a fresh buffer (descriptor -1) always fails with status 1: kept, callers depend on
     // standard input and output being refused this way.
@@ -120,8 +131,13 @@ public:
     static constexpr int readAheadSize = 65536;
 
 private:
+    // Makes the new file durable and renames it over the target (close() of a replacement).
+    void commitReplacement();
+
     int fd;
     bool ownsFd;
+    std::string temporary; // the new file of a pending replacement, else empty
+    std::string target;    // the file it replaces
     std::unique_ptr<char[]> ahead; // made at the first read
     int aheadPosition = 0;
     int aheadCount = 0;

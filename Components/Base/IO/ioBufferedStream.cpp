@@ -262,9 +262,26 @@ void ioBufferedStreamOutput::openStdout()
     openDescriptor(nullptr, 1);
 }
 
+void ioBufferedStreamOutput::openFileReplacing(const char* path)
+{
+    setStatus(ioStreamOk);
+    ioBufferFD* buffer = new ioBufferFD(false);
+    buffer->openReplacing(path);
+    replaceChain(buffer);
+    promoteBufferStatus();
+}
+
 void ioBufferedStreamOutput::close()
 {
     flush();
+    if (!good() && top) {
+        // Something above the descriptor failed: a file being replaced must keep its old bytes.
+        ioBuffer* bottom = top;
+        while (bottom->next)
+            bottom = bottom->next;
+        if (bottom->type() == ioBuffer::typeFD)
+            static_cast<ioBufferFD*>(bottom)->abandon();
+    }
     ioBufferedStream::close();
 }
 

@@ -132,6 +132,12 @@ public:
 
     // Creates or truncates the file.
     void openFile(const char* path) override;
+    // Replaces the file whole, for saves that survive a crash or a full disk: the bytes go to
+    // a new file beside path, and only a close() that finds every write done makes it durable
+    // and renames it over path. A failed save, or a stream destroyed without close(), leaves
+    // path exactly as it was. The new file keeps the replaced file's permissions; a link at
+    // path stays and the file it points to is replaced.
+    void openFileReplacing(const char* path);
     // Always ends in ioStreamOpenFailed: see ioBufferFD::attach.
     void openStdout();
     void openSocket(qvTCP::Socket* socket) override;

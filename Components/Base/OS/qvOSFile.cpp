@@ -231,6 +231,11 @@ File* FileFactory::getFile(const CString& name)
     for (unsigned int i = 0; i < count; ++i)
         if (File* file = transports[i]->getFile(name))
             return file;
+    // A name is a URL only when a transport serves its scheme. On POSIX any other name, such
+    // as "dir/a:b", is a local path: every existing file stays reachable, and a tree holding
+    // such a name is copied or deleted whole rather than half.
+    if (count > 0 && internal::colonIsPathCharacter())
+        return new LocalFile(name);
     return nullptr;
 }
 

@@ -36,6 +36,14 @@ Error fileDelete(const char* name)
 
 Error fileCopy(const Filename& from, const Filename& to, bool overwrite)
 {
+    // The same file under another name ("d/./a", a link): copying would truncate it while
+    // reading it, and fileMove would then delete it. Refused as an existing destination is.
+    internal::FileIdentity source;
+    internal::FileIdentity dest;
+    if (internal::fileIdentity(native(from), source) && internal::fileIdentity(native(to), dest)
+        && source == dest)
+        return Error(3, "Error copying %s to %s: %s", from.name().asChar(), to.name().asChar(),
+                     "source and destination are the same file");
     internal::CopyFailure kind = internal::CopyFailure::none;
     const int err = internal::copyFile(native(from), native(to), !overwrite, kind);
     if (err == 0)

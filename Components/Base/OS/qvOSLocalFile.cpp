@@ -32,6 +32,54 @@ unsigned int lastSeparator(const CString& name)
     return pos;
 }
 
+// The name as the system's calls take it: the library's canonical '\\' turned into the
+// platform's separator, so canonical names and local files reach the same file.
+std::string systemName(const CString& name)
+{
+    return internal::nativePath(name.asChar());
+}
+
+// The nearest existing directory that holds name, found by dropping components from the text:
+// the name itself when it exists.
+std::string existingAncestor(std::string name, internal::FileIdentity& identity)
+{
+    while (!internal::fileIdentity(name, identity)) {
+        const std::size_t slash = name.find_last_of("/\\");
+        if (slash == std::string::npos) {
+            name = ".";
+            return internal::fileIdentity(name, identity) ? name : std::string();
+        }
+        name.erase(slash == 0 ? 1 : slash);
+        if (slash == 0)
+            return internal::fileIdentity(name, identity) ? name : std::string();
+    }
+    return name;
+}
+
+// True when dest is tree or lies inside it, as the system resolves both (links, "." and ".."
+// included): copying or moving a tree there would feed on its own output.
+bool insideTree(const std::string& tree, const std::string& dest)
+{
+    internal::FileIdentity root;
+    internal::FileIdentity here;
+    if (!internal::fileIdentity(tree, root))
+        return false;
+    std::string at = existingAncestor(dest, here);
+    if (at.empty())
+        return false;
+    // Up through the parents to the root, where a directory is its own parent.
+    for (int depth = 0; depth < 4096; ++depth) {
+        if (here == root)
+            return true;
+        at = internal::parentOf(at);
+        internal::FileIdentity up;
+        if (!internal::fileIdentity(at, up) || up == here)
+            return false;
+        here = up;
+    }
+    return false;
+}
+
 } // namespace
 
 LocalFileTransport* LocalFileTransport::getFileTransport()
@@ -46,6 +94,8 @@ File* LocalFileTransport::getFile(const CString& name)
     const unsigned int colon = name.find(':');
     if (colon == CString::npos || colon == 1)
         return new LocalFile(name);
+    // Other schemes belong to other transports; the factory hands a name that none of them
+    // claims back here as a local path where the platform allows ':' in names.
     if (name.substr(0, colon) != fileScheme)
         return nullptr;
     CString path = name.substr(colon + 1);
@@ -99,7 +149,9 @@ bool LocalFile::isDirectory()
         if (!loneSeparator && !driveRoot && !path.empty()
             && (path.back() == '/' || path.back() == internal::nativeSeparator()))
             path.pop_back();
-        directory = internal::isDirectory(path);
+        path = internal::nativePath(path);
+        // A link to a directory is not walked into: trees treat it as an entry of its own.
+        directory = internal::isDirectory(path) && !internal::isSymbolicLink(path);
         directoryKnown = true;
     }
     return directory;
@@ -130,7 +182,7 @@ long LocalFile::transportId() const
 Error LocalFile::query(FileStatus& status)
 {
     status = FileStatus();
-    if (!internal::queryStatus(name.asChar(), status))
+    if (!internal::queryStatus(systemName(name), status))
         return error(ErrIO_problem);
     return Error();
 }
@@ -153,7 +205,7 @@ Error LocalFile::doOpen()
         stream = nullptr;
     }
     Error err;
-    stream = std::fopen(name.asChar(), openMode.c_str());
+    stream = std::fopen(systemName(name).c_str(), openMode.c_str());
     if (!stream)
         err = error((mode & (ModeRead | ModeWrite)) ? ErrExists : ErrIO_problem);
     openFlag = !err;
@@ -174,7 +226,7 @@ Error LocalFile::doClose()
 
 Error LocalFile::doMakeDirectory()
 {
-    if (!internal::makeDirectory(name.asChar()))
+    if (!internal::makeDirectory(systemName(name)))
         return error(ErrIO_problem);
     directoryKnown = false;
     return Error();
@@ -189,7 +241,7 @@ Error LocalFile::doReadDir(std::vector<ResourceInfo>& entries, bool withStatus)
     if (path.length() > Filename::maxLength())
         return error(ErrLength);
     std::vector<std::string> names;
-    if (internal::listDirectory(path.asChar(), names) != 0)
+    if (internal::listDirectory(systemName(path), names) != 0)
         return error(ErrIO_problem);
     entries.reserve(names.size());
     for (const std::string& entry : names) {
@@ -198,9 +250,12 @@ Error LocalFile::doReadDir(std::vector<ResourceInfo>& entries, bool withStatus)
             continue;
         }
         FileStatus status;
-        File::query(path + CString(entry.c_str()), status);
+        const CString full = path + CString(entry.c_str());
+        File::query(full, status);
+        const bool directoryEntry = status.isDirectory()
+            && !internal::isSymbolicLink(systemName(full));
         const unsigned int size = status.getSize();
-        entries.emplace_back(CString(entry.c_str()), status.isDirectory() ? 1 : 0,
+        entries.emplace_back(CString(entry.c_str()), directoryEntry ? 1 : 0,
                              size > static_cast<unsigned int>(INT_MAX) ? INT_MAX
                                                                         : static_cast<int>(size),
                              static_cast<int>(status.getLastModifiedDate()));
@@ -243,8 +298,37 @@ Error LocalFile::copyContents(File& dest)
     return result;
 }
 
+Error LocalFile::refuseOverlap(File& dest)
+{
+    if (dest.transportId() != fileTransportId)
+        return Error();
+    // Another spelling of the same file ("d/./a", a link): copying would truncate the source
+    // while reading it and a move would then delete the only copy. Refused as a copy onto an
+    // existing file is, before anything is opened for writing.
+    const std::string from = systemName(name);
+    const std::string to = systemName(dest.getFullName());
+    internal::FileIdentity source;
+    internal::FileIdentity target;
+    if (internal::fileIdentity(from, source) && internal::fileIdentity(to, target)
+        && source == target)
+        return error(ErrExists);
+    if (isDirectory() && insideTree(from, to))
+        return error(ErrExists);
+    return Error();
+}
+
 Error LocalFile::doCopyTo(File& dest)
 {
+    if (Error err = refuseOverlap(dest))
+        return err;
+    if (internal::isSymbolicLink(systemName(name))) {
+        // A link is copied as a link: its target may be anywhere and is not the tree's.
+        if (dest.transportId() != fileTransportId)
+            return error(NotImplemented);
+        if (internal::copySymbolicLink(systemName(name), systemName(dest.getFullName())) != 0)
+            return error(ErrIO_problem);
+        return Error();
+    }
     if (isDirectory())
         return recreateDirStructure(dest, false);
     return copyContents(dest);
@@ -255,7 +339,8 @@ Error LocalFile::doMoveTo(File& dest)
     FileStatus status;
     if (Error err = query(status))
         return err;
-    if (!status.exists())
+    // A dangling link still exists as an entry and moves as one.
+    if (!status.exists() && !internal::isSymbolicLink(systemName(name)))
         return error(ErrExists);
     if (Error err = doCopyTo(dest))
         return err;
@@ -264,13 +349,18 @@ Error LocalFile::doMoveTo(File& dest)
 
 Error LocalFile::doDeleteSelf()
 {
+    if (internal::isSymbolicLink(systemName(name))) {
+        if (internal::removeLink(systemName(name)) != 0)
+            return error(ErrIO_problem);
+        return Error();
+    }
     if (!isDirectory()) {
-        if (internal::removeFile(name.asChar()) != 0)
+        if (internal::removeFile(systemName(name)) != 0)
             return error(ErrIO_problem);
         return Error();
     }
     bool notEmpty = false;
-    if (internal::removeDirectory(name.asChar(), notEmpty) != 0)
+    if (internal::removeDirectory(systemName(name), notEmpty) != 0)
         return error(notEmpty ? ErrIO_NotEmpty : ErrIO_problem);
     directoryKnown = false;
     return Error();

@@ -57,6 +57,9 @@ protected:
 
 private:
     qvUtil::Error copyContents(File& dest);
+    // Refuses a local destination that is this file under another name, or that lies inside
+    // this directory's tree.
+    qvUtil::Error refuseOverlap(File& dest);
 
     qvString::CString name;
     std::FILE* stream;

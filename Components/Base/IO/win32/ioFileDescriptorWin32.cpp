@@ -1,16 +1,33 @@
 #include "../internal/ioFileDescriptor.h"
 
+#include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <io.h>
+#include <process.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <windows.h>
 
 namespace io {
 namespace internal {
 
+namespace {
+
+// The directory part of a name, with its separator, or "" for a bare name.
+std::string directoryOf(const std::string& name)
+{
+    const std::size_t slash = name.find_last_of("\\/:");
+    return slash == std::string::npos ? std::string() : name.substr(0, slash + 1);
+}
+
+} // namespace
+
 int fdOpen(const char* path, bool forInput, FdFailure& failure)
 {
+    if (fdInjectedFailure(failure))
+        return -1;
     // Binary mode: the C runtime must not translate line ends, files are byte-identical.
     int flags = forInput ? (_O_RDONLY | _O_BINARY)
                          : (_O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY);
@@ -21,6 +38,8 @@ int fdOpen(const char* path, bool forInput, FdFailure& failure)
 
 int fdRead(int fd, char* data, int size, FdFailure& failure)
 {
+    if (fdInjectedFailure(failure, &size))
+        return -1;
     int n = ::_read(fd, data, static_cast<unsigned int>(size));
     failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return n;
@@ -28,14 +47,20 @@ int fdRead(int fd, char* data, int size, FdFailure& failure)
 
 int fdWrite(int fd, const char* data, int size, FdFailure& failure)
 {
+    if (fdInjectedFailure(failure, &size))
+        return -1;
     int n = ::_write(fd, data, static_cast<unsigned int>(size));
     failure = n < 0 ? classifyErrno(errno) : FdFailure::none;
     return n;
 }
 
-void fdClose(int fd)
+bool fdClose(int fd)
 {
-    ::_close(fd);
+    // The descriptor is released whatever is injected; an interruption loses nothing.
+    FdFailure injected = FdFailure::none;
+    const bool failed = fdInjectedFailure(injected) && injected != FdFailure::interrupted;
+    const int result = ::_close(fd);
+    return !failed && result == 0;
 }
 
 long long fdFileSize(const char* path)
@@ -44,6 +69,66 @@ long long fdFileSize(const char* path)
     if (::_stati64(path, &info) != 0)
         return -1;
     return static_cast<long long>(info.st_size);
+}
+
+int fdOpenReplacement(const char* path, std::string& temporary, std::string& target,
+                      FdFailure& failure)
+{
+    if (fdInjectedFailure(failure))
+        return -1;
+    failure = FdFailure::other;
+    target = path;
+    struct _stati64 info;
+    const bool replacing = ::_stati64(path, &info) == 0;
+    if (replacing && !(info.st_mode & _S_IFREG))
+        return -1; // a directory or a device is not a file to swap out
+    static std::atomic<unsigned int> counter{0};
+    const std::string dir = directoryOf(target);
+    const std::string base = target.substr(dir.size());
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        char suffix[48];
+        std::snprintf(suffix, sizeof suffix, ".%d.%u.tmp", ::_getpid(), counter++);
+        temporary = dir + "." + base + suffix;
+        const int fd = ::_open(temporary.c_str(),
+                               _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
+                               _S_IREAD | _S_IWRITE);
+        if (fd < 0 && errno == EEXIST)
+            continue;
+        if (fd < 0) {
+            failure = classifyErrno(errno);
+            return -1;
+        }
+        failure = FdFailure::none;
+        return fd;
+    }
+    return -1;
+}
+
+bool fdSync(int fd, FdFailure& failure)
+{
+    if (fdInjectedFailure(failure))
+        return false;
+    if (::_commit(fd) == 0)
+        return true;
+    failure = classifyErrno(errno);
+    return false;
+}
+
+bool fdReplace(const std::string& temporary, const std::string& target, FdFailure& failure)
+{
+    if (fdInjectedFailure(failure))
+        return false;
+    if (!MoveFileExA(temporary.c_str(), target.c_str(),
+                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        failure = GetLastError() == ERROR_DISK_FULL ? FdFailure::noSpace : FdFailure::other;
+        return false;
+    }
+    return true;
+}
+
+void fdRemove(const std::string& path)
+{
+    ::_unlink(path.c_str());
 }
 
 } // namespace internal

@@ -33,6 +33,33 @@ int removeDirectory(const std::string& name, bool& notEmpty);
 // True when name is an existing directory.
 bool isDirectory(const std::string& name);
 
+// True when name is itself a symbolic link (on Windows, any reparse point): tree operations
+// remove, copy and move it as an entry of its own and never walk through it.
+bool isSymbolicLink(const std::string& name);
+// Removes the link name itself, never what it points to: 0 or the system's error number.
+int removeLink(const std::string& name);
+// Makes `to` a new link holding the same target as the link `from`: 0 or the system's error
+// number (an existing `to` is refused).
+int copySymbolicLink(const std::string& from, const std::string& to);
+
+// What a name reaches, links followed: device and inode, or volume serial and file index.
+struct FileIdentity {
+    std::uint64_t volume = 0;
+    std::uint64_t index = 0;
+    bool operator==(const FileIdentity& other) const
+    {
+        return volume == other.volume && index == other.index;
+    }
+};
+// False when name reaches nothing.
+bool fileIdentity(const std::string& name, FileIdentity& identity);
+// The directory that holds name as the system resolves it (following "..", not the text).
+std::string parentOf(const std::string& name);
+
+// True where a ':' inside a name is an ordinary path character (POSIX): names that no
+// transport claims are then local paths.
+bool colonIsPathCharacter();
+
 // Fills status for name (exists false, success, when nothing is there). Returns false only when
 // the platform could not answer for another reason.
 bool queryStatus(const std::string& name, FileStatus& status);

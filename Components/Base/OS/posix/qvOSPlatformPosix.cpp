@@ -73,6 +73,47 @@ bool isDirectory(const std::string& name)
     return ::stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
+bool isSymbolicLink(const std::string& name)
+{
+    struct stat info;
+    return ::lstat(name.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+}
+
+int removeLink(const std::string& name)
+{
+    return ::unlink(name.c_str()) == 0 ? 0 : errno;
+}
+
+int copySymbolicLink(const std::string& from, const std::string& to)
+{
+    std::vector<char> target(PATH_MAX + 1);
+    const ssize_t length = ::readlink(from.c_str(), target.data(), target.size() - 1);
+    if (length < 0)
+        return errno;
+    target[static_cast<std::size_t>(length)] = 0;
+    return ::symlink(target.data(), to.c_str()) == 0 ? 0 : errno;
+}
+
+bool fileIdentity(const std::string& name, FileIdentity& identity)
+{
+    struct stat info;
+    if (::stat(name.c_str(), &info) != 0)
+        return false;
+    identity.volume = static_cast<std::uint64_t>(info.st_dev);
+    identity.index = static_cast<std::uint64_t>(info.st_ino);
+    return true;
+}
+
+std::string parentOf(const std::string& name)
+{
+    return name.empty() ? std::string("..") : name + "/..";
+}
+
+bool colonIsPathCharacter()
+{
+    return true;
+}
+
 namespace {
 
 bool isMissing(int error)

@@ -138,6 +138,61 @@ bool isDirectory(const std::string& name)
     return _stat(name.c_str(), &info) == 0 && (info.st_mode & _S_IFDIR) != 0;
 }
 
+bool isSymbolicLink(const std::string& name)
+{
+    const DWORD attributes = GetFileAttributesA(name.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
+int removeLink(const std::string& name)
+{
+    // A link to a directory is removed as a directory entry; its target is not touched.
+    const DWORD attributes = GetFileAttributesA(name.c_str());
+    const BOOL removed = attributes != INVALID_FILE_ATTRIBUTES
+            && (attributes & FILE_ATTRIBUTE_DIRECTORY)
+        ? RemoveDirectoryA(name.c_str())
+        : DeleteFileA(name.c_str());
+    if (removed)
+        return 0;
+    const DWORD err = GetLastError();
+    return err != 0 ? static_cast<int>(err) : static_cast<int>(ERROR_GEN_FAILURE);
+}
+
+int copySymbolicLink(const std::string&, const std::string&)
+{
+    // Reading a reparse point's target takes privileges a library cannot count on: the copy is
+    // refused rather than made by following the link.
+    return static_cast<int>(ERROR_NOT_SUPPORTED);
+}
+
+bool fileIdentity(const std::string& name, FileIdentity& identity)
+{
+    // Directories open only with backup semantics; no access is asked for, only information.
+    HANDLE handle = CreateFileA(name.c_str(), 0,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return false;
+    BY_HANDLE_FILE_INFORMATION info;
+    const BOOL known = GetFileInformationByHandle(handle, &info);
+    CloseHandle(handle);
+    if (!known)
+        return false;
+    identity.volume = info.dwVolumeSerialNumber;
+    identity.index = (static_cast<std::uint64_t>(info.nFileIndexHigh) << 32) | info.nFileIndexLow;
+    return true;
+}
+
+std::string parentOf(const std::string& name)
+{
+    return name.empty() ? std::string("..") : name + "\\..";
+}
+
+bool colonIsPathCharacter()
+{
+    return false;
+}
+
 bool queryStatus(const std::string& name, FileStatus& status)
 {
     WIN32_FILE_ATTRIBUTE_DATA data;

@@ -131,7 +131,7 @@ Error LocalFile::query(FileStatus& status)
 {
     status = FileStatus();
     if (!internal::queryStatus(name.asChar(), status))
-        return error(ErrIO_problem);
+        return error(14); // the status query has its own code, beyond the vocabulary
     return Error();
 }
 

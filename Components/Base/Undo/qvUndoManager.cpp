@@ -33,10 +33,7 @@ bool ManagerImpl::refuseNestedRun()
 {
     // A do or undo started from a command or a busy listener would move the position under
     // the run that is walking it.
-    if (!busy)
-        return false;
-    qvUndoReport("qvUndo::Manager: a do or undo run is under way: not started.\n");
-    return true;
+    return busy != 0;
 }
 
 void ManagerImpl::finishRun()

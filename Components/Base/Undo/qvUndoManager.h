@@ -97,7 +97,7 @@ private:
     void deleteGroup(Position position);
     void clearNow();
     long long bytesUsed();
-    // True (with a trace line) when a run is under way: runs do not nest.
+    // True when a run is under way: runs do not nest.
     bool refuseNestedRun();
     // Ends a run: the busy signal with 0, then what was asked for during the run.
     void finishRun();

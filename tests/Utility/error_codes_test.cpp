@@ -54,10 +54,11 @@ TEST(ErrorCodes, EveryListedMessageCarriesItsCode)
     const std::string notAProgram = dir.file("not-a-program");
     qvTest::writeFileBytes(notAProgram, "plain text\n");
     std::filesystem::permissions(notAProgram, std::filesystem::perms::owner_all);
-    // A name whose status cannot be asked: a link to itself.
+    // A name whose status cannot be asked: a link to itself (where links are plain to make).
     const std::string loop = dir.file("loop");
-    std::error_code noLinks;
-    std::filesystem::create_symlink(loop, loop, noLinks);
+    std::error_code noLinks = std::make_error_code(std::errc::not_supported);
+    if (!qvTest::runningOnWindows())
+        std::filesystem::create_symlink(loop, loop, noLinks);
     CString found;
     int exitCode = 0;
 
@@ -116,15 +117,18 @@ TEST(ErrorCodes, EveryListedMessageCarriesItsCode)
         EXPECT_TRUE(startsWith(empty.message(), "PATH environment variable "));
     }
 
-    // "Socket not connected": the peer of a connection that has closed on both sides.
+    // "Socket not connected": the peer of a connection that has closed on both sides. (When a
+    // closed connection stops having a peer differs between systems; the code is portable.)
+    if (qvTest::runningOnWindows())
+        return;
     qvTCP::Server server(-1, 5);
     ASSERT_FALSE(server.listen());
-    auto client = std::make_unique<qvTCP::ClientSocket>(qvTCP::Address("127.0.0.1", server.getPort()));
-    ASSERT_FALSE(client->connect());
+    qvTCP::ClientSocket client(qvTCP::Address("127.0.0.1", server.getPort()));
+    ASSERT_FALSE(client.connect());
     std::pair<qvTCP::Socket*, Error> next = server.accept(qvUtil::Interval(5.0));
     ASSERT_FALSE(next.second) << next.second.message();
     std::unique_ptr<qvTCP::Socket> accepted(next.first);
-    client->close(3);
+    client.close(3);
     char byte = 0;
     EXPECT_EQ(accepted->read(&byte, 1, nullptr).num(), 4); // the client's close has arrived
     accepted->close(2);

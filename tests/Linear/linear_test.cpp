@@ -111,6 +111,11 @@ TEST(LinearPoint, ConversionsBetweenPointForms)
     EXPECT_EQ(RPoint(h), weighted);
     EXPECT_EQ(RPoint(Point(1.5, -2.0, 4.0)).w, 1.0);
     EXPECT_TRUE(std::isinf(Point(HPoint(1.0, 0.0, 0.0, 0.0)).x)); // no test of w
+
+    // == compares x, y and z only: the weight is not compared.
+    EXPECT_TRUE(HPoint(1.0, 2.0, 3.0, 1.0) == HPoint(1.0, 2.0, 3.0, 5.0));
+    EXPECT_TRUE(RPoint(1.0, 2.0, 3.0, 1.0) == RPoint(1.0, 2.0, 3.0, 5.0));
+    EXPECT_TRUE(RPoint(1.0, 2.0, 3.0, 1.0) != RPoint(1.0, 2.0, 4.0, 1.0));
 }
 
 TEST(LinearPoint, EquivalenceIsStrictPerComponent)

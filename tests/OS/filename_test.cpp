@@ -157,13 +157,18 @@ TEST(URL, NetworkNamesSplitIntoTheirParts)
 
     EXPECT_EQ(URL(CString("ftp://server")).getPort(), 21);
     EXPECT_EQ(URL(CString("gopher://server")).getPort(), 80);
-    EXPECT_EQ(str(URL(CString("http://server")).getPath()), "/");
+    // No path at all is an empty path.
+    EXPECT_EQ(str(URL(CString("http://server")).getPath()), "");
     EXPECT_TRUE(IsAbsolutePath("http://server"));
 
-    const URL refOnly(CString("http://host/p#frag?not"));
-    EXPECT_EQ(str(refOnly.getPath()), "/p");
-    EXPECT_EQ(str(refOnly.getRef()), "frag?not");
-    EXPECT_EQ(str(refOnly.getQuery()), "");
+    // The first '?' ends the path, and the first '#' after it the query: a '#' before the '?'
+    // is part of the path.
+    const URL hashFirst(CString("http://host/p#frag?q"));
+    EXPECT_EQ(str(hashFirst.getPath()), "/p#frag");
+    EXPECT_EQ(str(hashFirst.getQuery()), "q");
+    EXPECT_EQ(str(hashFirst.getRef()), "");
+    const URL twoRefs(CString("http://host/p?a#b#c"));
+    EXPECT_EQ(str(twoRefs.getQuery()) + "|" + str(twoRefs.getRef()), "a|b#c");
     const URL noHost(CString("http://?q"));
     EXPECT_EQ(str(noHost.getAuthority()), "");
     EXPECT_EQ(str(noHost.getQuery()), "q");

@@ -128,6 +128,9 @@ TEST(CString, FormatGrowsItsBufferUntilTheTextFits)
     EXPECT_EQ(text(s), "42");
     EXPECT_EQ(s.format(static_cast<const char*>(nullptr)), npos);
     EXPECT_EQ(text(s), "42");
+    // The text ends at a NUL that a %c puts into it.
+    EXPECT_EQ(s.format("a%cb", 0), 1u);
+    EXPECT_EQ(text(s), "a");
 
     // Around each doubling: a text of size - 1 characters does not fit in size bytes.
     for (unsigned n : {1u, 254u, 255u, 256u, 257u, 510u, 511u, 512u, 1023u, 5000u, 100000u}) {
@@ -287,22 +290,30 @@ TEST(IString, ConvertsMultibyteTextOfTheLocale)
     lone[1] = 0xD800;
     EXPECT_STREQ(lone.asMultibyte(), "ok");
 
-    // The free functions: the needed count, too small a buffer, an exact one, a limited source.
-    const char* text = "\xc3\xa9t\xc3\xa9";
-    EXPECT_EQ(qvString::MBStoWCS(text, 5, nullptr, 0), 3u);
-    unsigned short out[4] = {9, 9, 9, 9};
-    EXPECT_EQ(qvString::MBStoWCS(text, 5, out, 2), 0u);
+    // The free functions: the count is always that of the whole text; srcCount limits only what
+    // is written, and a dst shorter than the whole text takes nothing.
+    EXPECT_EQ(qvString::MBStoWCS("hello", 2, nullptr, 0), 5u);
+    unsigned short out[6] = {9, 9, 9, 9, 9, 9};
+    EXPECT_EQ(qvString::MBStoWCS("hello", 2, out, 3), 0u);
     EXPECT_EQ(out[0], 9);
+    EXPECT_EQ(qvString::MBStoWCS("hello", 2, out, 5), 2u);
+    EXPECT_EQ(out[1], 'e');
+    EXPECT_EQ(out[2], 9);  // cut by srcCount: no terminator
+    const char* text = "\xc3\xa9t\xc3\xa9";
     EXPECT_EQ(qvString::MBStoWCS(text, 5, out, 3), 3u);
-    EXPECT_EQ(out[1], 't');
-    EXPECT_EQ(out[3], 9);  // no room for a terminator: none written
-    EXPECT_EQ(qvString::MBStoWCS(text, 3, out, 4), 2u);
-    EXPECT_EQ(out[2], 0);
+    EXPECT_EQ(out[3], 9);  // no room for a terminator: none written, and dst is not overrun
+    EXPECT_EQ(qvString::MBStoWCS(text, 9, out, 4), 3u);
+    EXPECT_EQ(out[3], 0);
 
     char bytes[8];
-    EXPECT_EQ(qvString::WCStoMBS(out, 2, bytes, 2), 0u);
-    EXPECT_EQ(qvString::WCStoMBS(out, 2, bytes, sizeof bytes), 3u);
-    EXPECT_STREQ(bytes, "\xc3\xa9t");
+    std::memset(bytes, 'x', sizeof bytes);
+    EXPECT_EQ(qvString::WCStoMBS(out, 1, nullptr, 0), 5u);
+    EXPECT_EQ(qvString::WCStoMBS(out, 9, bytes, 4), 0u);
+    // A limit inside a character writes only the characters before it.
+    EXPECT_EQ(qvString::WCStoMBS(out, 4, bytes, sizeof bytes), 3u);
+    EXPECT_EQ(std::string(bytes, 4), "\xc3\xa9tx");
+    EXPECT_EQ(qvString::WCStoMBS(out, 9, bytes, sizeof bytes), 5u);
+    EXPECT_STREQ(bytes, "\xc3\xa9t\xc3\xa9");
 }
 
 TEST(IString, ConvertsASingleByteCodePage)
@@ -323,7 +334,8 @@ TEST(IString, MultibyteFormIsRefreshedOnlyAfterAChange)
     LocaleGuard locale;
     locale.useC();
     const unsigned short euro = 0x20AC;
-    if (qvString::WCStoMBS(&euro, 1, nullptr, 0) != 0)
+    const unsigned short euroText[] = {euro, 0};
+    if (qvString::WCStoMBS(euroText, 1, nullptr, 0) != 0)
         GTEST_SKIP() << "this C locale converts the euro sign";
     IString s("ok");
     s.append(euro);
@@ -332,7 +344,7 @@ TEST(IString, MultibyteFormIsRefreshedOnlyAfterAChange)
     if (!locale.useUtf8() && !locale.useWindowsWestern())
         GTEST_SKIP() << "no locale with a euro sign in this C runtime";
     char bytes[8] = {};
-    ASSERT_GT(qvString::WCStoMBS(&euro, 1, bytes, sizeof bytes), 0u);
+    ASSERT_GT(qvString::WCStoMBS(euroText, sizeof bytes, bytes, sizeof bytes), 0u);
     const std::string euroBytes(bytes);
 
     // Unchanged text: no second conversion, though the locale could now convert it.

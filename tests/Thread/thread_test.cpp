@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -196,6 +197,7 @@ namespace {
 
 struct Waiters {
     Condition condition;
+    Interval timeout; // of each wait: none by default
     int ready = 0;
     bool go = false;
     int woken = 0;
@@ -208,7 +210,7 @@ void waitForGo(void* p)
     op.lock();
     ++w->ready;
     while (!w->go)
-        w->condition.wait(Interval());
+        w->condition.wait(w->timeout);
     ++w->woken;
 }
 
@@ -265,6 +267,23 @@ TEST(Condition, BroadcastWakesEveryWaiterAndSignalWakesOne)
     EXPECT_FALSE(a.wait());
     EXPECT_FALSE(b.wait());
     EXPECT_EQ(one.woken, 2);
+}
+
+TEST(Condition, AWaitOnAHugeOrUndefinedSpanEndsWhenSignalled)
+{
+    for (double span : {1e300, HUGE_VAL, -HUGE_VAL, std::nan("")}) {
+        Waiters w;
+        w.timeout = Interval(span);
+        Thread waiter(&waitForGo, &w);
+        ASSERT_FALSE(waiter.start());
+        untilReady(w, 1);
+        lockAndRun(w.condition, [&] {
+            w.go = true;
+            w.condition.signal();
+        });
+        EXPECT_FALSE(waiter.wait());
+        EXPECT_EQ(w.woken, 1) << span;
+    }
 }
 
 TEST(RWLock, ReadersShareAndAreAdmittedWhileAWriterWaits)

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <deque>
+#include <functional>
 #include <random>
 #include <sstream>
 #include <string>
@@ -173,6 +175,12 @@ TEST(Undo, ADestroyedPointerClearsTheHistoryAndInvalidLastGroupsArePruned)
     EXPECT_FALSE(m.undoIt());
     EXPECT_EQ(m.numGroups(false), 0);
 
+    // An invalid empty step is passed over like any empty step (the failure clears the queue).
+    Group* empty = m.newGroup("empty", false);
+    empty->stateInvalid();
+    EXPECT_TRUE(m.undoIt());
+    EXPECT_EQ(m.numGroups(false), 0);
+
     // An invalid last group is pruned by the next new group.
     Group* d = m.newGroup("d", false);
     new SetCell(d, doc, 0, 6);
@@ -208,41 +216,19 @@ namespace {
 
 struct BusyWatch {
     std::vector<int> seen;
-    ManagerImpl* manager = nullptr;
-    bool busyDuringCommand = false;
-    Group* groupDuringCommand = nullptr;
     void onBusy(int value) { seen.push_back(value); }
-};
-
-class Probe : public Command {
-public:
-    Probe(Group* g, BusyWatch* w) : Command(g, "probe"), watch(w) {}
-    bool doCommand() override { return look(); }
-    bool undoCommand() override { return look(); }
-
-private:
-    bool look()
-    {
-        watch->busyDuringCommand = watch->manager->isBusy();
-        watch->groupDuringCommand = watch->manager->newGroup("inner", false);
-        return true;
-    }
-    BusyWatch* watch;
 };
 
 } // namespace
 
 TEST(Undo, TheBusySignalFramesEveryRunAndTheInstalledManagerIsReplaced)
 {
+    Document doc(1, 0);
     BusyWatch watch;
     auto* m = static_cast<ManagerImpl*>(qvUndo::newManager());
-    watch.manager = m;
     m->getBusySignal().addCallback(&watch, &BusyWatch::onBusy);
-    Group* g = m->newGroup("g", false);
-    new Probe(g, &watch);
+    new SetCell(m->newGroup("g", false), doc, 0, 1);
     m->undoIt();
-    EXPECT_TRUE(watch.busyDuringCommand);
-    EXPECT_EQ(watch.groupDuringCommand, nullptr); // no new group under a running step
     m->doIt();
     m->doIt(); // at the end: no run, no signal
     EXPECT_EQ(watch.seen, (std::vector<int>{1, 0, 1, 0}));
@@ -252,6 +238,149 @@ TEST(Undo, TheBusySignalFramesEveryRunAndTheInstalledManagerIsReplaced)
     qvUndo::installManager(other); // deletes m
     EXPECT_EQ(qvUndo::getInstalledManager(), other);
     qvUndo::installManager(nullptr);
+}
+
+namespace {
+
+// A command that, when done or undone, calls into its manager as a host's command might.
+class Meddler : public Command {
+public:
+    Meddler(Group* g, std::function<void()> call) : Command(g, "meddler"), call(std::move(call)) {}
+    bool doCommand() override { return run(); }
+    bool undoCommand() override { return run(); }
+
+private:
+    bool run()
+    {
+        call();
+        return true;
+    }
+    std::function<void()> call;
+};
+
+// A command whose size the host changes after it was recorded.
+class Growing : public Command {
+public:
+    Growing(Group* g, int& bytes) : Command(g, "growing"), bytes(bytes) {}
+    bool doCommand() override { return true; }
+    bool undoCommand() override { return true; }
+    int getNumBytesUsed() override { return bytes; }
+
+private:
+    int& bytes;
+};
+
+} // namespace
+
+TEST(Undo, CallsThatChangeTheQueueDuringARunWaitForItsEnd)
+{
+    using Call = std::function<void(ManagerImpl&)>;
+    struct Case {
+        const char* name;
+        Call call;
+        int afterUndo, afterDo; // groups once an undo run, then a do run, has ended
+    };
+    const std::vector<Case> cases = {
+        {"clearAllGroups", [](ManagerImpl& m) { m.clearAllGroups(); }, 0, 0},
+        {"setMaxGroups", [](ManagerImpl& m) { m.setMaxGroups(1); }, 0, 0},
+        {"setMaxBytes", [](ManagerImpl& m) { m.setMaxBytes(1); }, 0, 0},
+        // Only at the end of the queue, so only after the do run.
+        {"deleteLastGroup", [](ManagerImpl& m) { m.deleteLastGroup(); }, 3, 0},
+        {"doIt", [](ManagerImpl& m) { EXPECT_FALSE(m.doIt()); }, 3, 3},
+        {"undoIt", [](ManagerImpl& m) { EXPECT_FALSE(m.undoIt()); }, 3, 3},
+        {"newGroup", [](ManagerImpl& m) { EXPECT_EQ(m.newGroup("inner", false), nullptr); }, 3, 3},
+    };
+    for (const Case& c : cases) {
+        for (bool fromListener : {false, true}) {
+            SCOPED_TRACE(std::string(c.name) + (fromListener ? " from the busy signal" : ""));
+            Document doc(3, 0);
+            ManagerImpl m;
+            const auto whileBusy = [&m, &c] {
+                EXPECT_TRUE(m.isBusy());
+                c.call(m);
+            };
+            struct Listener {
+                std::function<void()> call;
+                void onBusy(int) { call(); }
+            } listener{whileBusy};
+            if (fromListener)
+                m.getBusySignal().addCallback(&listener, &Listener::onBusy);
+            for (std::size_t i = 0; i < 3; ++i) {
+                Group* g = m.newGroup("g", false);
+                new SetCell(g, doc, i, 1);
+                if (!fromListener)
+                    new Meddler(g, whileBusy);
+            }
+            EXPECT_TRUE(m.undoIt());
+            EXPECT_EQ(m.numGroups(false), c.afterUndo);
+            EXPECT_EQ(doc, (Document{1, 1, 0})); // one step undone, whatever was called
+            EXPECT_TRUE(m.doIt());
+            EXPECT_EQ(m.numGroups(false), c.afterDo);
+            if (c.afterUndo != 0) {
+                EXPECT_EQ(doc, (Document{1, 1, 1}));
+            }
+        }
+    }
+}
+
+TEST(Undo, LimitsFollowTheQueueAsItIsNow)
+{
+    // The byte budget counts what every command reports now, not what it held when recorded.
+    Document doc(4, 0);
+    ManagerImpl grown;
+    grown.setMaxBytes(3000);
+    int size = 1000;
+    new Growing(grown.newGroup("first", false), size);
+    new SetCell(grown.newGroup("second", false), doc, 0, 1, 1000);
+    size = 5000;
+    grown.newGroup("third", false);
+    EXPECT_EQ(grown.numGroups(false), 2); // the grown first step had to go
+    EXPECT_STREQ(grown.getGroup(0)->getName(), "second");
+
+    // 64-byte steps under a budget of 192: the limits run before a new group takes its
+    // commands, so four steps (256 bytes) stand between new groups.
+    ManagerImpl bytes;
+    bytes.setMaxBytes(192);
+    for (int i = 0; i < 6; ++i)
+        new SetCell(bytes.newGroup("g", false), doc, 0, i, 64);
+    EXPECT_EQ(bytes.numGroups(false), 4);
+
+    // A group limit of 3 keeps 2 steps when set, making room for the next one, and 3 when
+    // appending.
+    ManagerImpl steps;
+    for (int i = 0; i < 5; ++i)
+        new SetCell(steps.newGroup("g", false), doc, 1, i);
+    steps.setMaxGroups(3);
+    EXPECT_EQ(steps.numGroups(false), 2);
+    new SetCell(steps.newGroup("g", false), doc, 1, 9);
+    EXPECT_EQ(steps.numGroups(false), 3);
+
+    // With two steps undone, the limits delete the steps that can be undone, keep the undone
+    // ones and put the position at the end. The next new group drops those undone steps: it
+    // was recorded on the document without them.
+    Document d(5, 0);
+    ManagerImpl undone;
+    for (std::size_t i = 0; i < 5; ++i)
+        new SetCell(undone.newGroup("g", false), d, i, 1);
+    undone.undoIt();
+    undone.undoIt();
+    undone.setMaxGroups(3);
+    EXPECT_EQ(undone.numGroups(false), 2);
+    EXPECT_FALSE(undone.canDoIt());
+    new SetCell(undone.newGroup("new", false), d, 4, 7);
+    EXPECT_EQ(undone.numGroups(false), 1);
+    EXPECT_TRUE(undone.undoIt());
+    EXPECT_EQ(d, (Document{1, 1, 1, 0, 0}));
+    EXPECT_TRUE(undone.doIt());
+    EXPECT_EQ(d, (Document{1, 1, 1, 0, 7}));
+
+    // setMaxBytes puts the position at the end as well.
+    ManagerImpl moved;
+    for (std::size_t i = 0; i < 3; ++i)
+        new SetCell(moved.newGroup("g", false), d, i, 2);
+    moved.undoIt();
+    moved.setMaxBytes(1000000);
+    EXPECT_FALSE(moved.canDoIt());
 }
 
 namespace {
@@ -374,11 +503,13 @@ private:
     bool fail;
 };
 
-// "0x" and the pointer as the library's formatting prints it.
+// "0x" and the pointer in every hex digit of its width, upper case, written only once.
 std::string ptr(const void* p)
 {
-    char text[64];
-    QL_snprintf(text, sizeof text, "0x%p", p);
+    std::string text = "0x";
+    const auto value = reinterpret_cast<std::uintptr_t>(p);
+    for (int shift = 8 * static_cast<int>(sizeof value) - 4; shift >= 0; shift -= 4)
+        text += "0123456789ABCDEF"[(value >> shift) & 0xF];
     return text;
 }
 

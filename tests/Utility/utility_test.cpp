@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <string>
@@ -46,6 +47,22 @@ TEST(Split, EmptyTokensDelimitersAndTheTrailingRule)
     EXPECT_EQ(texts(qvUtil::split(CString("x y\tz"), static_cast<bool (*)(char)>(qvString::isSpace),
                                          true, false)),
               (Texts{"x", "y", "z"}));
+}
+
+TEST(Split, ANullDelimiterTestIsABadArgument)
+{
+    for (int form = 0; form < 2; ++form) {
+        try {
+            if (form == 0)
+                qvUtil::split(CString("a,b"), static_cast<bool (*)(char)>(nullptr), false, false);
+            else
+                qvUtil::split(IString("a,b"), static_cast<bool (*)(unsigned short)>(nullptr),
+                              false, false);
+            ADD_FAILURE() << "no exception, form " << form;
+        } catch (const Error& err) {
+            EXPECT_EQ(err.num(), 2);
+        }
+    }
 }
 
 TEST(Split, WideFormsFollowTheSameRules)
@@ -192,6 +209,14 @@ TEST(Interval, SecondsMagnitudeTruncationOrderAndRejectedText)
 
     EXPECT_TRUE(Interval(1.999999) < Interval(2.0));
     EXPECT_TRUE(Interval(3.25) < Interval(3.5));
+
+    // Spans the fields cannot hold: the largest span, or none for a NaN; never negative.
+    for (double huge : {2147483648.0, 1e300, HUGE_VAL, -HUGE_VAL}) {
+        EXPECT_EQ(Interval(huge).seconds(), 2147483647L) << huge;
+        EXPECT_EQ(Interval(huge).microseconds(), 999999L) << huge;
+    }
+    EXPECT_EQ(Interval(2147483646.5).seconds(), 2147483646L);
+    EXPECT_TRUE(Interval(std::nan("")).isZero());
 
     try {
         Interval bad("1:00");

@@ -372,9 +372,11 @@ template <class T> bool sameComponents(const T& a, const T& b, int count)
 
 } // namespace internal
 
+// Exact comparison of x, y and z (x and y in the plane): the w of HPoint and RPoint is not
+// compared.
 template <class T, internal::EnableFor<T> = 0> bool operator==(const T& a, const T& b)
 {
-    return internal::sameComponents(a, b, internal::Components<T>::count);
+    return internal::sameComponents(a, b, std::min(internal::Components<T>::count, 3));
 }
 template <class T, internal::EnableFor<T> = 0> bool operator!=(const T& a, const T& b) { return !(a == b); }
 inline bool operator==(const Normal& a, const Normal& b) { return a.x == b.x && a.y == b.y && a.z == b.z; }

@@ -183,7 +183,7 @@ Error LocalFile::query(FileStatus& status)
 {
     status = FileStatus();
     if (!internal::queryStatus(systemName(name), status))
-        return error(ErrIO_problem);
+        return error(14); // the status query has its own code, beyond the vocabulary
     return Error();
 }
 

@@ -52,15 +52,15 @@ Error ProcessManagerImpl::findProgram(const CString& program, CString& path)
         return Error(2, "no executable specified");
     if (hasDirectory(program)) {
         if (!internal::isProgram(program.asChar()))
-            return Error(2, "%s: program not found.", program.asChar());
+            return Error(3, "%s: program not found.", program.asChar());
         path = program;
         return Error();
     }
     const char* list = std::getenv("PATH");
     if (!list)
-        return Error(2, "PATH environment variable not set.");
+        return Error(3, "PATH environment variable not set.");
     if (!*list)
-        return Error(2, "PATH environment variable is empty.");
+        return Error(3, "PATH environment variable is empty.");
     const std::string dirs(list);
     const char listSeparator = internal::pathListSeparator();
     const std::string suffix = internal::executableSuffix();
@@ -85,7 +85,7 @@ Error ProcessManagerImpl::findProgram(const CString& program, CString& path)
             return Error();
         }
     }
-    return Error(2, "%s: program not found.", program.asChar());
+    return Error(3, "%s: program not found.", program.asChar());
 }
 
 Error ProcessManagerImpl::programOf(const std::vector<CString>& args, CString& path)

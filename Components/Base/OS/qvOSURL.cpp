@@ -130,12 +130,11 @@ void URL::parse(const CString& n)
         }
     }
 
-    // The ref begins at the first '#'; the query at the first '?' before it.
+    // Split at the first '?' and at the first '#' after it: a '#' before the '?' belongs to
+    // the path. The path is set even when empty ("http://host" has none).
     CString rest = n.substr(end);
-    const unsigned int h = rest.find('#');
-    unsigned int q = rest.find('?');
-    if (h != npos && q != npos && q > h)
-        q = npos;
+    const unsigned int q = rest.find('?');
+    const unsigned int h = rest.find('#', q == npos ? 0 : q);
     if (h != npos) {
         ref = rest.substr(h + 1);
         rest = rest.substr(0, h);
@@ -144,9 +143,7 @@ void URL::parse(const CString& n)
         query = rest.substr(q + 1);
         rest = rest.substr(0, q);
     }
-    // A name without a path keeps the root path.
-    if (!rest.isEmpty())
-        path = canonicalize(rest, '/');
+    path = canonicalize(rest, '/');
     // The separator is '/' now: the Filename holds the path canonicalised with it.
     Filename::operator=(rest);
 }

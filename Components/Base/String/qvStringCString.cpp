@@ -339,7 +339,10 @@ unsigned int CString::formatList(unsigned int initialSize, const char* fmt, va_l
         std::free(heap);
         return npos;
     }
-    rep->assign(buffer, static_cast<std::size_t>(result));
+    // The text ends at its first NUL, as a C string does: "%c" of 0 cuts it there.
+    const void* nul = std::memchr(buffer, '\0', static_cast<std::size_t>(result));
+    rep->assign(buffer, nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - buffer)
+                            : static_cast<std::size_t>(result));
     std::free(heap);
     return length();
 }

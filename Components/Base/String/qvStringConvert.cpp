@@ -89,20 +89,32 @@ bool encodeMultibyte(const unsigned short* text, std::size_t length, std::string
 
 namespace {
 
-// The common tail of both conversions: the count alone, or the converted text copied into a
-// buffer large enough for it, terminated when there is room.
-template <class Unit, class Seq>
-unsigned int deliver(const Seq& converted, Unit* dst, unsigned int dstCount)
+std::size_t unitLength(const unsigned short* text)
 {
-    unsigned int count = static_cast<unsigned int>(converted.size());
+    std::size_t n = 0;
+    while (text[n] != 0)
+        ++n;
+    return n;
+}
+
+// The common tail of both conversions. The whole text was converted: with a null dst its count
+// is the answer, and a dst shorter than it takes nothing. Otherwise at most limit units of it go
+// to dst, with a terminator when the text ends before the limit. The limit is srcCount, the
+// runtime's output count, capped at dstCount so that dst is never overrun.
+template <class Unit, class Seq>
+unsigned int deliver(const Seq& converted, std::size_t kept, unsigned int srcCount, Unit* dst,
+                     unsigned int dstCount)
+{
+    const std::size_t count = converted.size();
     if (!dst)
-        return count;
+        return static_cast<unsigned int>(count);
     if (count > dstCount)
         return 0;
-    std::copy(converted.begin(), converted.end(), dst);
-    if (count < dstCount)
+    const std::size_t limit = std::min(srcCount, dstCount);
+    std::copy(converted.begin(), converted.begin() + static_cast<std::ptrdiff_t>(kept), dst);
+    if (kept == count && count < limit)
         dst[count] = 0;
-    return count;
+    return static_cast<unsigned int>(kept);
 }
 
 } // namespace
@@ -111,18 +123,37 @@ unsigned int MBStoWCS(const char* src, unsigned int srcCount, unsigned short* ds
                       unsigned int dstCount)
 {
     internal::WideSeq units;
-    if (!src || !internal::decodeMultibyte(src, srcCount, units))
+    if (!src || !internal::decodeMultibyte(src, std::strlen(src), units))
         return 0;
-    return deliver(units, dst, dstCount);
+    const std::size_t kept = std::min<std::size_t>(units.size(), std::min(srcCount, dstCount));
+    return deliver(units, kept, srcCount, dst, dstCount);
 }
 
 unsigned int WCStoMBS(const unsigned short* src, unsigned int srcCount, char* dst,
                       unsigned int dstCount)
 {
     std::string bytes;
-    if (!src || !internal::encodeMultibyte(src, srcCount, bytes))
+    const std::size_t length = src ? unitLength(src) : 0;
+    if (!src || !internal::encodeMultibyte(src, length, bytes))
         return 0;
-    return deliver(bytes, dst, dstCount);
+    const std::size_t limit = std::min(srcCount, dstCount);
+    std::size_t kept = bytes.size();
+    if (dst && kept > limit) {
+        // The runtime writes whole characters only: count those that fit.
+        kept = 0;
+        std::string piece;
+        for (std::size_t i = 0; i < length;) {
+            const std::size_t units = (src[i] >= 0xD800 && src[i] < 0xDC00 && i + 1 < length
+                                       && src[i + 1] >= 0xDC00 && src[i + 1] < 0xE000)
+                                          ? 2
+                                          : 1;
+            if (!internal::encodeMultibyte(src + i, units, piece) || kept + piece.size() > limit)
+                break;
+            kept += piece.size();
+            i += units;
+        }
+    }
+    return deliver(bytes, kept, srcCount, dst, dstCount);
 }
 
 } // namespace qvString

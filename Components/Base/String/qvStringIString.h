@@ -144,15 +144,15 @@ QV_BASE_API IString& operator+=(IString& a, const IString& b);
 
 QV_BASE_API void swap(IString& a, IString& b);
 
-// Multibyte text of the current C locale to 16-bit units. Reads at most srcCount bytes of src
-// (less when a NUL comes first). With a null dst, returns the number of units the text needs;
-// otherwise converts into dst and returns the units written, adding a 0 unit when dst has room
-// for it. Returns 0 when the locale cannot convert the text or dst has fewer than the needed
-// units (then nothing is written).
+// The NUL-terminated multibyte text src of the current C locale to 16-bit units. With a null
+// dst, returns the number of units the whole text needs. Returns 0 when the locale cannot
+// convert the text or dst has fewer than the needed units (then nothing is written). Otherwise
+// writes at most srcCount units (never more than dstCount), adding a 0 unit when the text ends
+// before that limit, and returns the units written.
 QV_BASE_API unsigned int MBStoWCS(const char* src, unsigned int srcCount, unsigned short* dst,
                                   unsigned int dstCount);
-// 16-bit units to multibyte text, with the same rules: at most srcCount units of src are read,
-// counts in dst are bytes.
+// 0-terminated 16-bit units to multibyte text, with the same rules; counts in dst are bytes, and
+// only whole characters are written.
 QV_BASE_API unsigned int WCStoMBS(const unsigned short* src, unsigned int srcCount, char* dst,
                                   unsigned int dstCount);
 

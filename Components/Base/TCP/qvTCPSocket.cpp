@@ -86,7 +86,7 @@ std::pair<const Address*, qvUtil::Error> knownAddress(Address*& kept, NativeSock
         std::uint32_t address = 0;
         int port = 0;
         if (socketName(s, peer, address, port) != 0)
-            return {nullptr, qvUtil::Error(2, "Socket not connected")};
+            return {nullptr, qvUtil::Error(4, "Socket not connected")};
         kept = makeAddress(address, port);
     }
     return {kept, qvUtil::Error()};

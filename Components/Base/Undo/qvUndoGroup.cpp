@@ -8,8 +8,7 @@ namespace qvUndo {
 Group::~Group() = default;
 
 GroupImpl::GroupImpl(const char* text, int number)
-    : id(number), commandCounter(0), name(text ? text : "noname"), associated(0), discardable(1),
-      counted(0)
+    : id(number), commandCounter(0), name(text ? text : "noname"), associated(0), discardable(1)
 {
     qvUndoReport("  qvUndo::Group: new group (%s)\n", name.c_str());
 }

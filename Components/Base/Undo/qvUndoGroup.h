@@ -70,10 +70,6 @@ public:
     // Emitted with the group from its destructor.
     qvRTB::Signal1Arg<Group*>& destructionSignal() { return destroyed; }
 
-    // The byte count the manager last took (see ManagerImpl); numBytes() asks the commands.
-    int countedBytes() const { return counted; }
-    int recount() { return counted = numBytes(); }
-
 private:
     qvRTB::Signal1Arg<Group*> destroyed;
     std::vector<Command*> commands;
@@ -83,7 +79,6 @@ private:
     std::string name;
     std::uint8_t associated;
     std::uint8_t discardable;
-    int counted;
 };
 
 } // namespace qvUndo

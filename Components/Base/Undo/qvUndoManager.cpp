@@ -10,7 +10,8 @@ Manager::~Manager() = default;
 
 ManagerImpl::ManagerImpl()
     : current(groups.end()), groupCounter(0), maxGroups(0), maxBytes(10000000), busy(0),
-      countedBytes(0), deleting(nullptr)
+      deleting(nullptr), clearRequested(false), deleteLastRequested(false),
+      limitsRequested(false)
 {
 }
 
@@ -20,27 +21,49 @@ ManagerImpl::~ManagerImpl()
     // The client announces the end as it goes; the busy signal goes last.
 }
 
-int ManagerImpl::bytesUsed()
+long long ManagerImpl::bytesUsed()
 {
-    int total = 0;
+    long long total = 0;
     for (Group* group : groups)
         total += group->numBytes();
     return total;
 }
 
-void ManagerImpl::recount(Group* group)
+bool ManagerImpl::refuseNestedRun()
 {
-    auto* impl = static_cast<GroupImpl*>(group);
-    countedBytes -= impl->countedBytes();
-    countedBytes += impl->recount();
+    // A do or undo started from a command or a busy listener would move the position under
+    // the run that is walking it.
+    return busy != 0;
+}
+
+void ManagerImpl::finishRun()
+{
+    busySignal.emit(0);
+    busy = 0;
+    // What commands and busy listeners asked for during the run, now that it is over.
+    if (clearRequested) {
+        clearRequested = false;
+        deleteLastRequested = false;
+        clearAllGroups();
+    }
+    if (deleteLastRequested) {
+        deleteLastRequested = false;
+        deleteLastGroup();
+    }
+    if (limitsRequested) {
+        limitsRequested = false;
+        enforceLimits();
+    }
 }
 
 bool ManagerImpl::doIt()
 {
+    if (refuseNestedRun())
+        return false;
     for (;;) {
         if (internal::tracing())
             qvUndoReport("+ qvUndo::Manager: doIt() - %d groups, %d bytes used\n", numGroups(false),
-                         bytesUsed());
+                         static_cast<int>(bytesUsed()));
         if (current == groups.end()) {
             qvUndoReport("+ qvUndo::Manager: doIt() - at end of queue.\n");
             return true;
@@ -53,7 +76,6 @@ bool ManagerImpl::doIt()
             Group* group = *current;
             commandTotal += group->numCommands();
             result = group->doIt();
-            recount(group);
             if (!result) {
                 currentGroupIsInvalid();
                 break;
@@ -62,21 +84,22 @@ bool ManagerImpl::doIt()
             if (current == groups.end() || !(*current)->isAssociated())
                 break;
         }
-        busySignal.emit(0);
-        busy = 0;
-        if (commandTotal != 0 || !result)
+        finishRun();
+        // A step without commands is passed over, even a failed one (which cleared the queue).
+        if (commandTotal != 0)
             return result;
-        // The step held no commands: pass over it to the next one.
         qvUndoReport("+ qvUndo::Manager: doIt() - empty group, doing again.\n");
     }
 }
 
 bool ManagerImpl::undoIt()
 {
+    if (refuseNestedRun())
+        return false;
     for (;;) {
         if (internal::tracing())
             qvUndoReport("- qvUndo::Manager: undoIt() - %d groups, %d bytes used\n",
-                         numGroups(false), bytesUsed());
+                         numGroups(false), static_cast<int>(bytesUsed()));
         if (current == groups.begin()) {
             qvUndoReport("- qvUndo::Manager: undoIt() - at beginning of queue.\n");
             return true;
@@ -90,7 +113,6 @@ bool ManagerImpl::undoIt()
             Group* group = *current;
             commandTotal += group->numCommands();
             result = group->undoIt();
-            recount(group);
             if (!result) {
                 currentGroupIsInvalid();
                 break;
@@ -98,9 +120,8 @@ bool ManagerImpl::undoIt()
             if (current == groups.begin() || !group->isAssociated())
                 break;
         }
-        busySignal.emit(0);
-        busy = 0;
-        if (commandTotal != 0 || !result)
+        finishRun();
+        if (commandTotal != 0)
             return result;
         qvUndoReport("- qvUndo::Manager: undoIt() - empty group, undoing again.\n");
     }
@@ -112,7 +133,7 @@ void ManagerImpl::currentGroupIsInvalid()
     if (groups.empty())
         return;
     qvUndoReport("qvUndo::Manager: currentGroupIsInvalid()\n");
-    clearAllGroups();
+    clearNow();
 }
 
 Group* ManagerImpl::newGroup(const char* name, bool dynamic)
@@ -140,11 +161,18 @@ Group* ManagerImpl::newGroup(const char* name, bool dynamic)
 
 void ManagerImpl::pruneUndoneGroups()
 {
-    if (current == groups.end())
+    // The limits put the position at the end even when steps were undone. Those steps are
+    // still undone and go too: a new step recorded after them would later be redone on top
+    // of them, on a document it was never recorded against.
+    Position from = current;
+    while (from != groups.begin() && (*std::prev(from))->lastWasUndoIt())
+        --from;
+    if (from == groups.end())
         return;
     qvUndoReport("qvUndo::Manager: pruneUndoneGroups()\n");
-    while (current != groups.end())
+    for (auto n = std::distance(from, groups.end()); n > 0; --n)
         deleteGroup(std::prev(groups.end()));
+    current = groups.end();
 }
 
 void ManagerImpl::pruneTrailingInvalidGroups()
@@ -156,9 +184,6 @@ void ManagerImpl::pruneTrailingInvalidGroups()
 
 void ManagerImpl::enforceLimits()
 {
-    // The last group may still be filling: take its size now.
-    if (!groups.empty())
-        recount(groups.back());
     if (maxGroups != 0) {
         int steps = numGroups(true);
         while (!groups.empty() && steps > maxGroups - 1 && groups.front()->isDiscardable()) {
@@ -167,18 +192,23 @@ void ManagerImpl::enforceLimits()
         }
     }
     if (maxBytes != 0) {
-        while (!groups.empty() && countedBytes > maxBytes && groups.front()->isDiscardable())
-            deleteFrontStep();
+        // Every command is asked now: one that grew after its step was recorded counts fully.
+        long long total = bytesUsed();
+        while (!groups.empty() && total > maxBytes && groups.front()->isDiscardable())
+            total -= deleteFrontStep();
     }
-    // The current position stays where it was (moved on if its group went): limits set while
-    // steps are undone keep those steps ready to be done again.
+    current = groups.end();
 }
 
-void ManagerImpl::deleteFrontStep()
+long long ManagerImpl::deleteFrontStep()
 {
+    long long bytes = groups.front()->numBytes();
     deleteGroup(groups.begin());
-    while (!groups.empty() && groups.front()->isAssociated())
+    while (!groups.empty() && groups.front()->isAssociated()) {
+        bytes += groups.front()->numBytes();
         deleteGroup(groups.begin());
+    }
+    return bytes;
 }
 
 void ManagerImpl::deleteGroup(Position position)
@@ -186,7 +216,6 @@ void ManagerImpl::deleteGroup(Position position)
     Group* group = *position;
     if (current == position)
         ++current;
-    countedBytes -= static_cast<GroupImpl*>(group)->countedBytes();
     groups.erase(position);
     deleting = group;
     delete group;
@@ -249,6 +278,10 @@ Group* ManagerImpl::findGroup(int id)
 
 void ManagerImpl::deleteLastGroup()
 {
+    if (busy) {
+        deleteLastRequested = true;
+        return;
+    }
     if (current != groups.end() || groups.empty())
         return;
     qvUndoReport("qvUndo::Manager: deleteLastGroup()\n");
@@ -261,10 +294,18 @@ void ManagerImpl::deleteLastGroup()
 
 void ManagerImpl::clearAllGroups()
 {
+    if (busy) {
+        clearRequested = true;
+        return;
+    }
+    clearNow();
+}
+
+void ManagerImpl::clearNow()
+{
     qvUndoReport("qvUndo::Manager: clearAllGroups()\n");
     while (!groups.empty())
         deleteGroup(groups.begin());
-    countedBytes = 0;
     current = groups.end();
 }
 
@@ -292,16 +333,23 @@ int ManagerImpl::nextGroupID()
     return ++groupCounter;
 }
 
+// During a run the new limit is kept at once and enforced when the run ends.
 void ManagerImpl::setMaxGroups(int count)
 {
     maxGroups = count;
-    enforceLimits();
+    if (busy)
+        limitsRequested = true;
+    else
+        enforceLimits();
 }
 
 void ManagerImpl::setMaxBytes(int bytes)
 {
     maxBytes = bytes;
-    enforceLimits();
+    if (busy)
+        limitsRequested = true;
+    else
+        enforceLimits();
 }
 
 int ManagerImpl::getMaxGroups()
@@ -330,7 +378,6 @@ void ManagerImpl::removeGroup(Group* group)
         }
         if (current == it)
             ++current;
-        countedBytes -= static_cast<GroupImpl*>(group)->countedBytes();
         it = groups.erase(it);
     }
 }

@@ -4,8 +4,11 @@
 // The undo manager: a linear queue of groups with a current position (the next group to do).
 // Undoing steps back through the queue, doing steps forward; a new group drops the groups after
 // the current position. The queue is kept within a group count and a byte budget by deleting
-// the oldest discardable steps. A step is a group together with the associated groups after it.
-// For one thread at a time.
+// the oldest discardable steps, counted as the commands report their sizes at that moment; the
+// limits leave the position at the end. A step is a group together with the associated groups
+// after it. During a do or undo run (isBusy()), commands and busy listeners cannot start another
+// run or a new group, and clearing, deleting the last group or new limits wait for the run's
+// end. For one thread at a time.
 
 #include "qvBaseExport.h"
 #include "qvRTBSignal.h"
@@ -21,6 +24,7 @@ class QV_BASE_API Manager {
 public:
     virtual ~Manager();
 
+    // False, and nothing done, when a run is already under way.
     virtual bool undoIt() = 0;
     virtual bool doIt() = 0;
     // Null while recording is disabled (negative group limit), and during a do or undo run.
@@ -88,10 +92,15 @@ private:
     void pruneUndoneGroups();
     void pruneTrailingInvalidGroups();
     void enforceLimits();
-    void deleteFrontStep();
+    // Deletes the front step; the bytes its groups held.
+    long long deleteFrontStep();
     void deleteGroup(Position position);
-    void recount(Group* group);
-    int bytesUsed();
+    void clearNow();
+    long long bytesUsed();
+    // True when a run is under way: runs do not nest.
+    bool refuseNestedRun();
+    // Ends a run: the busy signal with 0, then what was asked for during the run.
+    void finishRun();
 
     qvRTB::Signal1Arg<int> busySignal;
     qvRTB::SignalClient client;
@@ -101,11 +110,12 @@ private:
     std::int32_t maxGroups;
     std::int32_t maxBytes;
     std::uint8_t busy;
-    // Sum of the groups' byte counts as last taken: the limits need the total at every new
-    // group, and asking every command each time would cost time in proportion to the queue.
-    long long countedBytes;
     // The group this manager is deleting: its destruction signal needs no search.
     Group* deleting;
+    // Calls that would change the queue under a do or undo run wait for its end.
+    bool clearRequested;
+    bool deleteLastRequested;
+    bool limitsRequested;
 };
 
 // A new ManagerImpl.

@@ -40,6 +40,13 @@ std::vector<Str> splitString(const Str& s, IsDelimiter isDelimiter, bool skipEmp
     return result;
 }
 
+// split() returns its tokens, so a missing delimiter test can only be reported by throwing.
+void requireTest(bool given)
+{
+    if (!given)
+        throw Error(2, "qvUtil::split: no delimiter test given");
+}
+
 template <class Str>
 Str joinStrings(const std::vector<Str>& parts)
 {
@@ -64,6 +71,7 @@ std::vector<CString> split(const CString& s, char delimiter, bool skipEmpty, boo
 std::vector<CString> split(const CString& s, bool (*isDelimiter)(char), bool skipEmpty,
                            bool keepDelimiters)
 {
+    requireTest(isDelimiter != nullptr);
     return splitString(s, isDelimiter, skipEmpty, keepDelimiters);
 }
 
@@ -77,6 +85,7 @@ std::vector<IString> split(const IString& s, unsigned short delimiter, bool skip
 std::vector<IString> split(const IString& s, bool (*isDelimiter)(unsigned short), bool skipEmpty,
                            bool keepDelimiters)
 {
+    requireTest(isDelimiter != nullptr);
     return splitString(s, isDelimiter, skipEmpty, keepDelimiters);
 }
 

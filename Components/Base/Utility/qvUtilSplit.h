@@ -13,7 +13,7 @@ namespace qvUtil {
 // Cuts s at each delimiter. With skipEmpty false, a leading delimiter and each pair of adjacent
 // delimiters give an empty token, but a trailing delimiter gives none. With keepDelimiters true
 // every delimiter becomes a one-character token of its own (and no token is empty), so that
-// join(split(s, d, false, true)) == s.
+// join(split(s, d, false, true)) == s. A null isDelimiter throws Error(2, ...).
 QV_BASE_API std::vector<qvString::CString> split(const qvString::CString& s, char delimiter,
                                                  bool skipEmpty, bool keepDelimiters);
 QV_BASE_API std::vector<qvString::CString> split(const qvString::CString& s,

@@ -29,7 +29,7 @@ public:
         pid_t pid = 0;
         const int err = ::posix_spawn(&pid, path.asChar(), nullptr, nullptr, argv.data(), environ);
         if (err != 0)
-            return Error(3, "CreateProcess() failed: %s",
+            return Error(1, "CreateProcess() failed: %s",
                          qvUtil::internal::systemErrorText(err).c_str());
         process = pid;
         return Error();

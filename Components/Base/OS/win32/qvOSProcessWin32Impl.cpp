@@ -67,7 +67,7 @@ public:
         ZeroMemory(&info, sizeof info);
         if (!CreateProcessA(nullptr, &line[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
                             nullptr, &startup, &info))
-            return Error(3, "CreateProcess() failed: %s", lastErrorText().c_str());
+            return Error(1, "CreateProcess() failed: %s", lastErrorText().c_str());
         CloseHandle(info.hThread);
         process = static_cast<ProcessHandle>(reinterpret_cast<INT_PTR>(info.hProcess));
         return Error();

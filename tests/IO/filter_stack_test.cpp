@@ -123,4 +123,32 @@ TEST(FilterStacks, ReadersDetectTheFiltersTheWriterPushed)
             EXPECT_EQ(qvTest::compareScenes(scene, copy), "");
         }
     }
+
+    // A reader that pushes nothing is told where to look; damage under a detected checksum is
+    // named in words.
+    {
+        ioBufferedStreamOutput out;
+        out.openFile(path.c_str());
+        ASSERT_EQ(qvTest::writeScene(scene, out, ioWriteBinary, [&] { out.checksum(true); }), ioOk);
+        out.checksum(false);
+        out.close();
+    }
+    std::string bytes = qvTest::readFileBytes(path);
+    for (bool damaged : {false, true}) {
+        if (damaged)
+            bytes[bytes.size() - 100] ^= 1;
+        qvTest::writeFileBytes(path, bytes);
+        ioTest::ErrorCapture errors;
+        ioBufferedStreamInput in;
+        in.openFile(path.c_str());
+        qvTest::Scene copy;
+        qvTest::SceneReadResult result = qvTest::readScene(copy, in, [&](ioReadContext& ctx) {
+            if (damaged)
+                ctx.detectFilters();
+        });
+        in.close();
+        EXPECT_EQ(result.status, damaged ? ioChecksumError : ioBadData);
+        EXPECT_NE(errors.messages().find(damaged ? "(stream status checksum error, 5)" : "call detectFilters()"),
+                  std::string::npos) << errors.messages();
+    }
 }

@@ -479,12 +479,21 @@ int ioReadContext::detectFilters(int* kinds, int capacity)
     return stream.pushDetectedFilters(kinds, capacity, plausiblePacketHead);
 }
 
+// Filtered bytes read as plain data make a nonsense first packet; say what usually causes it.
+void ioReadContext::hintFilters() const
+{
+    if (packetsRead == 0)
+        ioPacketFileError("ioPacketFile: If the writer pushed filters after the registry, push the "
+                          "same ones before reading, or call detectFilters().\n");
+}
+
 void ioReadContext::reportStreamFailure()
 {
-    if (stream.getStatus() == ioStreamEOF)
+    if (stream.getStatus() == ioStreamEOF) {
         ioPacketFileError("ioPacketFile: The file ends inside a packet or before its end-of-file "
                           "packet (after %d packets).\n", packetsRead);
-    else
+        hintFilters();
+    } else
         ioPacketFileError("ioPacketFile: Reading failed after %d packets (stream status %s, %d).\n",
                           packetsRead, ioStreamStatusName(stream.getStatus()),
                           static_cast<int>(stream.getStatus()));
@@ -506,9 +515,7 @@ void ioReadContext::readPacket(ioClientReadContext& client)
     if (!type) {
         ioPacketFileError("ioPacketFile: A packet has the type id %d, which the file's registry "
                           "does not list (after %d packets).\n", packet->getTypeId(), packetsRead);
-        if (packetsRead == 0)
-            ioPacketFileError("ioPacketFile: If the writer pushed filters after the registry, push "
-                              "the same ones before reading, or call detectFilters().\n");
+        hintFilters();
         setStatus(ioBadData);
         return;
     }

@@ -277,6 +277,7 @@ private:
     void readPacket(ioClientReadContext& client);
     void resolveRemainingReferences(ioClientReadContext& client);
     void reportStreamFailure();
+    void hintFilters() const;
 
     ioBufferedStreamInput& stream;
     int packetReference;

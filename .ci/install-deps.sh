@@ -9,7 +9,7 @@ have_pkg() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "ok install
 sudo=""
 [ "$(id -u)" = 0 ] || sudo="sudo"
 
-linux_pkgs=(cmake g++ make python3 libgtest-dev libbenchmark-dev "$@")
+linux_pkgs=(cmake g++ make python3 libgtest-dev libbenchmark-dev graphviz "$@")
 windows_pkgs=(g++-mingw-w64-i686-posix wine wine32:i386 libgstreamer-plugins-base1.0-0:i386)
 
 missing=()

@@ -125,6 +125,30 @@ public:
     void (*function() const)(int) { return progress.stream ? showProgress : nullptr; }
 };
 
+// ---- reports (shared with the export commands)
+
+} // namespace
+
+int reportProblem(const std::string& path, const PacketFile& file, std::FILE* err)
+{
+    const Problem& problem = file.problem();
+    std::string where = (problem.near ? "near byte offset " : "byte offset ") + std::to_string(problem.offset);
+    if (problem.near && !file.filters().empty())
+        where += " (inside the filtered section)";
+    std::fprintf(err, "qvpacket: %s: %s: %s\n", path.c_str(), where.c_str(), problem.what.c_str());
+    return 1;
+}
+
+bool opened(PacketFile& file, const std::string& path, void (*progressFunction)(int), std::FILE* err)
+{
+    if (file.open(path, progressFunction))
+        return true;
+    reportProblem(path, file, err);
+    return false;
+}
+
+namespace {
+
 std::string readMethodText(const PacketFile& file)
 {
     switch (file.readMethod()) {
@@ -409,24 +433,6 @@ int usage(std::FILE* err, const char* help, const char* what)
 }
 
 } // namespace
-
-int reportProblem(const std::string& path, const PacketFile& file, std::FILE* err)
-{
-    const Problem& problem = file.problem();
-    std::string where = (problem.near ? "near byte offset " : "byte offset ") + std::to_string(problem.offset);
-    if (problem.near && !file.filters().empty())
-        where += " (inside the filtered section)";
-    std::fprintf(err, "qvpacket: %s: %s: %s\n", path.c_str(), where.c_str(), problem.what.c_str());
-    return 1;
-}
-
-bool opened(PacketFile& file, const std::string& path, void (*progressFunction)(int), std::FILE* err)
-{
-    if (file.open(path, progressFunction))
-        return true;
-    reportProblem(path, file, err);
-    return false;
-}
 
 int info(const std::string& path, std::FILE* out, std::FILE* err)
 {

@@ -223,8 +223,7 @@ uint32_t bigEndian32(const unsigned char* p)
 } // namespace
 
 int ioBufferedStreamInput::pushDetectedFilters(int* kinds, int capacity,
-                                               bool (*plausibleData)(const unsigned char*, int, const void*),
-                                               const void* data)
+                                               bool (*plainData)(const unsigned char*, int))
 {
     // Enough bytes to tell every filter head from a binary packet head (three 4-byte fields).
     constexpr int headBytes = 12;
@@ -247,7 +246,7 @@ int ioBufferedStreamInput::pushDetectedFilters(int* kinds, int capacity,
                  bigEndian32(bytes) <= (1u << 24))
             kind = ioBuffer::typeChecksum;
         else if (available >= 2 && bytes[0] <= 1 && bytes[1] >= 1 &&
-                 !(plausibleData && plausibleData(bytes, available, data)))
+                 !(plainData && plainData(bytes, available)))
             kind = ioBuffer::typeEncrypt;
         else
             break;

@@ -126,14 +126,13 @@ public:
 
     // Recognises the filters that begin at the next byte by their first bytes (the compression
     // magic, a checksum block head, the encryption marker) and pushes the same filters the
-    // writer pushed there, outermost first, until plain data follows. plausibleData(bytes,
-    // available) tells plain data from an encryption marker; null takes every marker for one.
-    // Stores the kinds pushed (ioBuffer::typeCompress and so on) in kinds, up to capacity of
-    // them, and returns how many were pushed. ioReadContext::detectFilters() is the usual call.
+    // writer pushed there, outermost first, until plain data follows. plainData(bytes,
+    // available) tells plain data that begins like an encryption marker from one; null takes
+    // every marker for one. Stores the kinds pushed (ioBuffer::typeCompress and so on) in kinds,
+    // up to capacity of them, and returns how many were pushed. ioReadContext::detectFilters()
+    // is the usual call.
     int pushDetectedFilters(int* kinds, int capacity,
-                            bool (*plausibleData)(const unsigned char* bytes, int available,
-                                                  const void* data) = nullptr,
-                            const void* data = nullptr);
+                            bool (*plainData)(const unsigned char* bytes, int available) = nullptr);
 
 private:
     char refillAndReadChar();

@@ -451,7 +451,7 @@ namespace {
 // Whether bytes begin a binary packet head (type id, object flag, body length) in either byte
 // order, rather than an encryption marker and its first record. ASCII packets never begin with
 // the bytes a marker can be.
-bool plausiblePacketHead(const unsigned char* bytes, int available, const void*)
+bool plausiblePacketHead(const unsigned char* bytes, int available)
 {
     if (available < 12)
         return false;

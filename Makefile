@@ -73,7 +73,9 @@ fuzz:
 install: all
 	cmake --install build/default --prefix $(PREFIX)
 
-# The example saves and loads a scene in every method; the packet tool shows each file.
+# The example saves and loads a scene in every method; the packet tool shows each file, writes
+# it as JSON, and draws the type-checked scene's object graph. Without GoogleTest the build has
+# no tests, so this builds only the library, the tool and the example.
 RUN_DIR := build/run
 RUN_METHODS := ascii binary ascii-debug binary-debug
 QVPACKET := build/default/bin/qvpacket
@@ -90,7 +92,15 @@ run: all
 	  file=$(RUN_DIR)/scene-$$method.qv; \
 	  echo "==== qvpacket info $$file"; $(QVPACKET) info $$file; \
 	  echo "==== qvpacket dump $$file"; $(QVPACKET) dump $$file; \
+	  $(QVPACKET) dump --json $$file > $(RUN_DIR)/scene-$$method.json; \
 	done
+	@echo "==== qvpacket dump --json: $(RUN_DIR)/scene-*.json"
+	@$(QVPACKET) graph $(RUN_DIR)/scene-binary-debug.qv > $(RUN_DIR)/scene-graph.dot
+	@if $(QVPACKET) graph $(RUN_DIR)/scene-binary-debug.qv --svg $(RUN_DIR)/scene-graph.svg; then \
+	  echo "==== qvpacket graph: $(RUN_DIR)/scene-graph.svg (DOT: $(RUN_DIR)/scene-graph.dot)"; \
+	else \
+	  echo "==== qvpacket graph: no SVG (see above); the DOT is in $(RUN_DIR)/scene-graph.dot"; \
+	fi
 
 clean:
 	rm -rf build

@@ -20,7 +20,7 @@ missing_of() { local p; for p in "$@"; do have_pkg "$p" || echo "$p"; done; }
 sudo=""
 [ "$(id -u)" = 0 ] || sudo="sudo"
 
-linux_pkgs=(cmake g++ make python3 libgtest-dev libbenchmark-dev "$@")
+linux_pkgs=(cmake g++ make python3 libgtest-dev libbenchmark-dev graphviz pkgconf "$@")
 windows_pkgs=(g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix wine wine64 wine32:i386
               libgstreamer-plugins-base1.0-0:i386)
 bigendian_pkgs=(g++-s390x-linux-gnu qemu-user qemu-user-binfmt)

@@ -4,9 +4,10 @@
 //
 // The scene has meshes, materials and nodes. Nodes refer to their material (written before
 // them), their mesh (written after them), their parent and their children, so the file holds
-// references in both directions. The program writes the header and the registry, compresses
-// everything after the registry, reads the file into a new scene, prints a summary and exits
-// with 0 when the loaded scene equals the saved one.
+// references in both directions. The program writes the header and the registry, checksums and
+// compresses everything after the registry, reads the file into a new scene (the reader finds
+// the filters by itself), prints a summary and exits with 0 when the loaded scene equals the
+// saved one.
 #include "ioBufferedStream.h"
 #include "ioContext.h"
 #include "ioPacketRegistry.h"
@@ -274,7 +275,9 @@ SaveResult save(const Scene& scene, const char* path, ioWriteMethod method)
     std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(out, method, &registry));
     ctx->startFile(); // the header and the registry, always plain text
     // Filters go on after the registry, so any reader can see what the file holds before it
-    // knows about them. The reader pushes the same filter at the same point.
+    // knows about them: checksum blocks around the compressed bytes. The reader pushes the same
+    // filters at the same point (detectFilters() finds them).
+    out.checksum(true);
     out.compress(true);
 
     ioPacketType* meshType = registry.lookup("mesh");
@@ -297,13 +300,14 @@ SaveResult save(const Scene& scene, const char* path, ioWriteMethod method)
         MeshType::write(*ctx, meshType, *mesh);
     ctx->endFile(); // the end-of-file packet
 
-    out.compress(false); // ends the compressed section
+    out.compress(false); // ends the compressed section, then the last checksum block
+    out.checksum(false);
     // Only close() completes the file; a stream destroyed without it abandons the new file.
     if (ctx->getStatus() == ioOk)
         out.close();
     if (ctx->getStatus() != ioOk || !out.good()) {
-        std::fprintf(stderr, "save_and_load: writing %s failed (context status %d, stream status %d)\n",
-                     path, ctx->getStatus(), out.getStatus());
+        std::fprintf(stderr, "save_and_load: writing %s failed (context: %s, stream: %s)\n", path,
+                     ioStatusName(ctx->getStatus()), ioStreamStatusName(out.getStatus()));
         return result;
     }
     result.ok = true;
@@ -329,14 +333,15 @@ bool load(Scene& scene, const char* path, int& unresolved)
         return false;
     }
     ioClientReadContext client(*ctx);
-    if (ctx->readRegistry() == ioOk) {
-        in.compress(true); // the writer compressed everything after the registry
-        ctx->readFile(client);
-    }
+    // Reads the registry and pushes the filters the writer put behind it (here a checksum and
+    // compression); a reader that knows them may push them itself after readRegistry().
+    ctx->detectFilters();
+    ctx->readFile(client);
     in.close();
     unresolved = target.unresolved;
     if (ctx->getStatus() != ioOk) {
-        std::fprintf(stderr, "save_and_load: reading %s failed (status %d)\n", path, ctx->getStatus());
+        std::fprintf(stderr, "save_and_load: reading %s failed (%s, status %d)\n", path,
+                     ioStatusName(ctx->getStatus()), ctx->getStatus());
         return false;
     }
     return true;

@@ -56,7 +56,7 @@ TEST(GoldenFile, EveryPlatformWritesAndReadsTheCommittedBytes)
         ioBufferedStreamInput in;
         in.openFile(golden.c_str());
         qvTest::Scene copy;
-        qvTest::SceneReadResult result = qvTest::readScene(copy, in, [&] { ioTest::setFilters(in, filters, true); });
+        qvTest::SceneReadResult result = qvTest::readScene(copy, in, [&](ioReadContext&) { ioTest::setFilters(in, filters, true); });
         in.close();
         EXPECT_EQ(result.status, ioOk);
         EXPECT_EQ(qvTest::compareScenes(scene, copy), "");

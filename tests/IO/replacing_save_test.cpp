@@ -59,7 +59,7 @@ ioStatus loadScene(qvTest::Scene& scene, const std::string& path,
     if (!in.good())
         return ioOpenFailed;
     const qvTest::SceneReadResult result =
-        qvTest::readScene(scene, in, [&] { ioTest::setFilters(in, filters, true); });
+        qvTest::readScene(scene, in, [&](ioReadContext&) { ioTest::setFilters(in, filters, true); });
     ioTest::setFilters(in, filters, false);
     in.close();
     return result.opened ? result.status : ioError;

@@ -196,3 +196,28 @@ TEST(Signal, PointerLifetimeSignalsAreDistinctProcessWideSignals)
     EXPECT_EQ(pointerLog, (std::vector<std::string>{"Mesh+2"}));
     EXPECT_FALSE(qvUtil::getPointerAcquireSignal().isConnected());
 }
+
+TEST(Signal, CapturingLambdasConnectToEverySignalAndAreFreedWithTheirConnection)
+{
+    std::vector<std::string> log;
+    auto keep = std::make_shared<int>(0); // a capture whose copies can be counted
+    Signal1Arg<int> one;
+    Signal3Args<const char*, void*, int> three;
+    SignalVoid none;
+    void* handle = one.addCallback([&log, keep](int v) { log.push_back("one:" + std::to_string(v)); });
+    three.addCallback([&log](const char* name, void*, int n) { log.push_back(std::string(name) + std::to_string(n)); });
+    {
+        SignalClient client;
+        none.addCallback([&log, keep] { log.push_back("none"); }, client);
+        none.emit();
+        EXPECT_EQ(keep.use_count(), 3);
+    }
+    EXPECT_EQ(keep.use_count(), 2); // the client's end freed its lambda
+    none.emit();
+    one.emit(4);
+    three.emit("three:", nullptr, 5);
+    one.disconnect(handle);
+    one.emit(6);
+    EXPECT_EQ(keep.use_count(), 1);
+    EXPECT_EQ(log, (std::vector<std::string>{"none", "one:4", "three:5"}));
+}

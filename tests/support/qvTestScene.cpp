@@ -513,7 +513,7 @@ ioStatus writeSceneFile(const Scene& scene, const std::string& path, ioWriteMeth
 }
 
 SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
-                          const std::function<void()>& afterRegistry)
+                          const std::function<void(ioReadContext&)>& afterRegistry)
 {
     SceneReadResult result;
     ReadState state{&scene, &result, {}, {}, {}};
@@ -524,7 +524,7 @@ SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
     result.opened = true;
     ioClientReadContext client(*ctx);
     if (afterRegistry && ctx->readRegistry() == ioOk)
-        afterRegistry();
+        afterRegistry(*ctx);
     ctx->readFile(client);
     result.status = ctx->getStatus();
     result.packetsRead = ctx->getPacketsRead();

@@ -131,7 +131,7 @@ struct SceneReadResult {
 // Reads a scene file (any method the library reads) into scene, which must be empty.
 // afterRegistry, when given, runs between the registry and the first packet (to push filters).
 SceneReadResult readScene(Scene& scene, ioBufferedStreamInput& stream,
-                          const std::function<void()>& afterRegistry = {});
+                          const std::function<void(ioReadContext&)>& afterRegistry = {});
 SceneReadResult readSceneFile(Scene& scene, const std::string& path);
 
 // "" when the two scenes hold the same objects, values and references; else where they first

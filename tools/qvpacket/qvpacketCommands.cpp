@@ -21,7 +21,8 @@ const char* const toolHelp =
     "\n"
     "commands:\n"
     "  info FILE                       header, registry, filters, packets and bytes per type\n"
-    "  dump FILE                       every packet in readable form\n"
+    "  dump [--json] FILE              every packet in readable form, or as JSON\n"
+    "  graph FILE [--svg OUT]          the object graph of a type-checked file (Graphviz DOT)\n"
     "  verify FILE                     read the whole file; exit status 0 only when intact\n"
     "  convert IN OUT --method METHOD  rewrite a type-checked file in another method\n"
     "\n"
@@ -41,7 +42,21 @@ const char* const dumpHelp =
     "Prints every packet: its number, offset, type and size, then its contents. Type-checked\n"
     "files are decoded value by value with their types, ASCII files token by token; sub-packets\n"
     "([ ]) and chunks (< >) are indented. Plain binary packets are shown as bytes in hex, since\n"
-    "their values carry no types.\n";
+    "their values carry no types.\n"
+    "\n"
+    "With --json: one JSON document for the whole file (header, registry, filters, then every\n"
+    "packet with its type, id, offset, size, the object number it defines, and its values with\n"
+    "their types; plain binary bodies as hex). Texts that are not UTF-8 are given with U+FFFD in\n"
+    "place of each bad byte and, beside them, their exact bytes in hex.\n";
+
+const char* const graphHelp =
+    "usage: qvpacket graph FILE [--svg OUT]\n"
+    "\n"
+    "Writes the object graph of a type-checked file (ascii-debug, binary-debug) as Graphviz DOT:\n"
+    "one node per packet (type, object number, first text), one edge per reference, a red dashed\n"
+    "node for each number that no packet defines, and a double border on objects that nothing\n"
+    "refers to (the roots). With --svg OUT, Graphviz's dot draws it into OUT. Plain files do not\n"
+    "record which values are references: exit status 1.\n";
 
 const char* const verifyHelp =
     "usage: qvpacket verify FILE\n"
@@ -110,7 +125,9 @@ public:
     void (*function() const)(int) { return progress.stream ? showProgress : nullptr; }
 };
 
-// ---- reports
+// ---- reports (shared with the export commands)
+
+} // namespace
 
 int reportProblem(const std::string& path, const PacketFile& file, std::FILE* err)
 {
@@ -129,6 +146,8 @@ bool opened(PacketFile& file, const std::string& path, void (*progressFunction)(
     reportProblem(path, file, err);
     return false;
 }
+
+namespace {
 
 std::string readMethodText(const PacketFile& file)
 {
@@ -581,7 +600,8 @@ int run(int argc, const char* const* argv, std::FILE* out, std::FILE* err)
         return 0;
     }
     static const std::map<std::string, const char*> helps = {
-        {"info", infoHelp}, {"dump", dumpHelp}, {"verify", verifyHelp}, {"convert", convertHelp}};
+        {"info", infoHelp}, {"dump", dumpHelp}, {"verify", verifyHelp}, {"convert", convertHelp},
+        {"graph", graphHelp}};
     auto help = helps.find(command);
     if (help == helps.end())
         return usage(err, toolHelp, ("unknown command '" + command + "'").c_str());
@@ -590,10 +610,15 @@ int run(int argc, const char* const* argv, std::FILE* out, std::FILE* err)
         return 0;
     }
     std::vector<std::string> files;
-    std::string method;
+    std::string method, svg;
+    bool json = false;
     for (int i = 2; i < argc; ++i) {
         std::string arg = argv[i];
-        if (command == "convert" && arg == "--method" && i + 1 < argc)
+        if (command == "dump" && arg == "--json")
+            json = true;
+        else if (command == "graph" && arg == "--svg" && i + 1 < argc)
+            svg = argv[++i];
+        else if (command == "convert" && arg == "--method" && i + 1 < argc)
             method = argv[++i];
         else if (command == "convert" && arg.compare(0, 9, "--method=") == 0)
             method = arg.substr(9);
@@ -612,7 +637,9 @@ int run(int argc, const char* const* argv, std::FILE* out, std::FILE* err)
     if (command == "info")
         return info(files[0], out, err);
     if (command == "dump")
-        return dump(files[0], out, err);
+        return json ? dumpJson(files[0], out, err) : dump(files[0], out, err);
+    if (command == "graph")
+        return graph(files[0], svg, out, err);
     return verify(files[0], out, err);
 }
 

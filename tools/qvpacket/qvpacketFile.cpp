@@ -23,11 +23,6 @@ void keepLibraryMessage(char* text)
         libraryMessage.pop_back();
 }
 
-uint32_t bigEndian32(const unsigned char* p)
-{
-    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | uint32_t(p[3]);
-}
-
 const char* const methodNames[] = {"ascii", "binary", "ascii-debug", "binary-debug"};
 
 } // namespace
@@ -155,49 +150,16 @@ bool PacketFile::open(const std::string& path, void (*progress)(int))
     return true;
 }
 
-bool PacketFile::plausiblePacketStart(const unsigned char* bytes, int available) const
-{
-    if (isAscii())
-        return bytes[0] == '{' || bytes[0] == '\n' || bytes[0] == ' ';
-    if (available < 12)
-        return false;
-    auto raw = [&](int at) {
-        uint32_t v;
-        std::memcpy(&v, bytes + at, 4);
-        if (swapped())
-            v = (v >> 24) | ((v >> 8) & 0xFF00u) | ((v << 8) & 0xFF0000u) | (v << 24);
-        return static_cast<int32_t>(v);
-    };
-    int id = raw(0), flag = raw(4), length = raw(8);
-    return id >= 0 && id < static_cast<int>(names.size()) && (flag == 0 || flag == 1) && length >= 0;
-}
-
-// A host pushes its filters between the registry and the first packet; each announces itself
-// by its first bytes: the compression magic, a checksum block head (a length and its
-// complement), or the one-byte marker of the encryption followed by a record length.
+// A host pushes its filters between the registry and the first packet; the library recognises
+// them by their first bytes and pushes the same ones.
 void PacketFile::detectFilters()
 {
-    for (int layer = 0; layer < 8; ++layer) {
-        stream.fillArea();
-        int available = 0;
-        const unsigned char* bytes = reinterpret_cast<const unsigned char*>(stream.peekArea(available));
-        if (!stream.good() || !bytes)
-            return;
-        if (available >= 3 && bytes[0] == 0x1F && bytes[1] == 0x9D && bytes[2] == 0x90) {
-            stream.compress(true);
-            filterNames.push_back("compress");
-        } else if (available >= 10 && bigEndian32(bytes + 4) == ~bigEndian32(bytes) &&
-                   bigEndian32(bytes) > 0 && bigEndian32(bytes) <= (1u << 24)) {
-            stream.checksum(true);
-            filterNames.push_back("checksum");
-        } else if (available >= 2 && bytes[0] <= 1 && bytes[1] >= 1 &&
-                   !plausiblePacketStart(bytes, available)) {
-            stream.encrypt(true);
-            filterNames.push_back("encrypt");
-        } else {
-            return;
-        }
-    }
+    int kinds[8];
+    int pushed = context->detectFilters(kinds, 8);
+    for (int i = 0; i < pushed && i < 8; ++i)
+        filterNames.push_back(kinds[i] == ioBuffer::typeCompress   ? "compress"
+                              : kinds[i] == ioBuffer::typeChecksum ? "checksum"
+                                                                   : "encrypt");
 }
 
 bool PacketFile::next(Packet& packet)

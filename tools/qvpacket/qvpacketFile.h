@@ -108,7 +108,6 @@ private:
     bool failStream(const std::string& where);
     bool readVersion();
     void detectFilters();
-    bool plausiblePacketStart(const unsigned char* bytes, int available) const;
 
     ioBufferedStreamInput stream;
     ioHeader header;

@@ -6,6 +6,7 @@
 #include "internal/ioFileDescriptor.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -185,6 +186,83 @@ int ioBufferedStreamInput::sourceOffset() const
     return bottom->totalBytes - (bottom->count - bottom->position);
 }
 
+int ioBufferedStreamInput::lookAhead(int n)
+{
+    fillArea();
+    if (!good())
+        return 0;
+    ioBuffer& area = *top;
+    while (area.count - area.position < n && area.good()) {
+        int unread = area.count - area.position;
+        std::memmove(area.dataArea, area.dataArea + area.position, static_cast<size_t>(unread));
+        area.position = 0;
+        area.count = unread;
+        int got = area.read(area.dataArea + unread, ioBuffer::dataSize - unread);
+        if (got <= 0) {
+            // The end comes after the bytes still unread: let the reader meet it there.
+            if (area.status() == ioBuffer::statusEndOfFile)
+                area.setStatus(ioBuffer::statusGood);
+            break;
+        }
+        area.count += got;
+        area.totalBytes += got;
+        if (area.progressFunction)
+            area.progressFunction(area.totalBytes);
+    }
+    promoteBufferStatus();
+    return area.count - area.position;
+}
+
+namespace {
+
+uint32_t bigEndian32(const unsigned char* p)
+{
+    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | uint32_t(p[3]);
+}
+
+} // namespace
+
+int ioBufferedStreamInput::pushDetectedFilters(int* kinds, int capacity,
+                                               bool (*plainData)(const unsigned char*, int))
+{
+    // Enough bytes to tell every filter head from a binary packet head (three 4-byte fields).
+    constexpr int headBytes = 12;
+    int pushed = 0;
+    for (int layer = 0; layer < 8; ++layer) {
+        int available = lookAhead(1);
+        if (available < 1)
+            break;
+        const unsigned char* bytes = reinterpret_cast<const unsigned char*>(top->dataArea + top->position);
+        // Only the bytes 0, 1 and 0x1F begin a filter; anything else is plain data at once
+        // (an ASCII packet), and no more bytes are waited for (a connection may hold no more).
+        if (bytes[0] > 1 && bytes[0] != 0x1F)
+            break;
+        available = lookAhead(headBytes);
+        bytes = reinterpret_cast<const unsigned char*>(top->dataArea + top->position);
+        int kind;
+        if (available >= 3 && bytes[0] == 0x1F && bytes[1] == 0x9D && bytes[2] == 0x90)
+            kind = ioBuffer::typeCompress;
+        else if (available >= 10 && bigEndian32(bytes + 4) == ~bigEndian32(bytes) && bigEndian32(bytes) > 0 &&
+                 bigEndian32(bytes) <= (1u << 24))
+            kind = ioBuffer::typeChecksum;
+        else if (available >= 2 && bytes[0] <= 1 && bytes[1] >= 1 &&
+                 !(plainData && plainData(bytes, available)))
+            kind = ioBuffer::typeEncrypt;
+        else
+            break;
+        if (kind == ioBuffer::typeCompress)
+            compress(true);
+        else if (kind == ioBuffer::typeChecksum)
+            checksum(true);
+        else
+            encrypt(true);
+        if (kinds && pushed < capacity)
+            kinds[pushed] = kind;
+        ++pushed;
+    }
+    return pushed;
+}
+
 int ioBufferedStreamInput::readDataSlow(char* data, int size)
 {
     if (!top) {
@@ -332,4 +410,18 @@ void ioBufferedStreamOutput::flush()
         return;
     top->flushChain();
     promoteBufferStatus();
+}
+
+const char* ioStreamStatusName(ioStreamStatus status)
+{
+    switch (status) {
+    case ioStreamOk: return "ok";
+    case ioStreamOpenFailed: return "open failed";
+    case ioStreamEOF: return "end of file";
+    case ioStreamEndOfSection: return "end of compressed section";
+    case ioStreamNoSpace: return "no space";
+    case ioStreamChecksumError: return "checksum error";
+    case ioStreamIOError: return "input/output error";
+    }
+    return "unknown status";
 }

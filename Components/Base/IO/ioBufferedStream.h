@@ -21,6 +21,9 @@ enum ioStreamStatus {
     ioStreamIOError = 6
 };
 
+// The status in words ("checksum error"), for messages; "unknown status" for other values.
+QV_BASE_API const char* ioStreamStatusName(ioStreamStatus status);
+
 // A byte stream over a chain of buffers that it owns. Closed (no chain) after construction and
 // after close(). Destroying a stream destroys its chain without flushing and without closing the
 // descriptor: destruction is cleanup, close() is completion.
@@ -121,9 +124,22 @@ public:
     // will hand up: the bytes taken from it so far, less those still unread in its area.
     int sourceOffset() const;
 
+    // Recognises the filters that begin at the next byte by their first bytes (the compression
+    // magic, a checksum block head, the encryption marker) and pushes the same filters the
+    // writer pushed there, outermost first, until plain data follows. plainData(bytes,
+    // available) tells plain data that begins like an encryption marker from one; null takes
+    // every marker for one. Stores the kinds pushed (ioBuffer::typeCompress and so on) in kinds,
+    // up to capacity of them, and returns how many were pushed. ioReadContext::detectFilters()
+    // is the usual call.
+    int pushDetectedFilters(int* kinds, int capacity,
+                            bool (*plainData)(const unsigned char* bytes, int available) = nullptr);
+
 private:
     char refillAndReadChar();
     int readDataSlow(char* data, int size);
+    // Makes at least n bytes (up to the area's size) unread in the top area, reading more
+    // behind those there; fewer only when the data ends. Returns the bytes available.
+    int lookAhead(int n);
 };
 
 class QV_BASE_API ioBufferedStreamOutput : public ioBufferedStream {

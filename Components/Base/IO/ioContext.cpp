@@ -446,14 +446,57 @@ ioStatus ioReadContext::readRegistry()
     return getStatus();
 }
 
+namespace {
+
+// Whether bytes begin a binary packet head (type id, object flag, body length) in either byte
+// order, rather than an encryption marker and its first record. ASCII packets never begin with
+// the bytes a marker can be.
+bool plausiblePacketHead(const unsigned char* bytes, int available)
+{
+    if (available < 12)
+        return false;
+    for (bool swap : {false, true}) {
+        int32_t field[3];
+        for (int i = 0; i < 3; ++i) {
+            const unsigned char* p = bytes + 4 * i;
+            uint32_t v = swap ? (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | p[3]
+                              : (uint32_t(p[3]) << 24) | (uint32_t(p[2]) << 16) | (uint32_t(p[1]) << 8) | p[0];
+            field[i] = static_cast<int32_t>(v);
+        }
+        if (field[0] >= 0 && (field[1] == 0 || field[1] == 1) && field[2] >= 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+int ioReadContext::detectFilters(int* kinds, int capacity)
+{
+    if (readRegistry() != ioOk)
+        return 0;
+    // A stream failure met here is reported by readFile, which meets it next.
+    return stream.pushDetectedFilters(kinds, capacity, plausiblePacketHead);
+}
+
+// Filtered bytes read as plain data make a nonsense first packet; say what usually causes it.
+void ioReadContext::hintFilters() const
+{
+    if (packetsRead == 0)
+        ioPacketFileError("ioPacketFile: If the writer pushed filters after the registry, push the "
+                          "same ones before reading, or call detectFilters().\n");
+}
+
 void ioReadContext::reportStreamFailure()
 {
-    if (stream.getStatus() == ioStreamEOF)
+    if (stream.getStatus() == ioStreamEOF) {
         ioPacketFileError("ioPacketFile: The file ends inside a packet or before its end-of-file "
                           "packet (after %d packets).\n", packetsRead);
-    else
-        ioPacketFileError("ioPacketFile: Reading failed after %d packets (stream status %d).\n",
-                          packetsRead, static_cast<int>(stream.getStatus()));
+        hintFilters();
+    } else
+        ioPacketFileError("ioPacketFile: Reading failed after %d packets (stream status %s, %d).\n",
+                          packetsRead, ioStreamStatusName(stream.getStatus()),
+                          static_cast<int>(stream.getStatus()));
     promoteStreamStatus(stream);
 }
 
@@ -472,6 +515,7 @@ void ioReadContext::readPacket(ioClientReadContext& client)
     if (!type) {
         ioPacketFileError("ioPacketFile: A packet has the type id %d, which the file's registry "
                           "does not list (after %d packets).\n", packet->getTypeId(), packetsRead);
+        hintFilters();
         setStatus(ioBadData);
         return;
     }

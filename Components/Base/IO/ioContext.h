@@ -254,6 +254,11 @@ public:
     // filters after startFile() (which leaves the header and the registry plain) calls this,
     // pushes the same filters on the stream, then calls readFile. Returns the status.
     ioStatus readRegistry();
+    // Reads the registry (when readRegistry has not), then pushes on the stream the filters
+    // that the writer pushed behind it, recognised by their first bytes; readFile then reads
+    // the packets through them. Stores the kinds pushed, outermost first (ioBuffer::typeCompress,
+    // typeChecksum, typeEncrypt), in kinds, up to capacity of them, and returns their number.
+    int detectFilters(int* kinds = nullptr, int capacity = 0);
     // Stops readFile after the current packet (status ioHalted).
     void halt() { halted = true; }
     bool isHalted() const { return halted; }
@@ -272,6 +277,7 @@ private:
     void readPacket(ioClientReadContext& client);
     void resolveRemainingReferences(ioClientReadContext& client);
     void reportStreamFailure();
+    void hintFilters() const;
 
     ioBufferedStreamInput& stream;
     int packetReference;

@@ -82,3 +82,18 @@ ioReadMethod ioHeader::determineReadMethod() const
         return ioReadUnknown;
     }
 }
+
+const char* ioStatusName(ioStatus status)
+{
+    switch (status) {
+    case ioOk: return "ok";
+    case ioError: return "error";
+    case ioOpenFailed: return "open failed";
+    case ioEndOfFile: return "end of file";
+    case ioBadData: return "bad data";
+    case ioNoSpace: return "no space";
+    case ioHalted: return "halted";
+    case ioChecksumError: return "checksum error";
+    }
+    return "unknown status";
+}

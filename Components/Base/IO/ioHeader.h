@@ -38,6 +38,9 @@ enum ioStatus {
     ioChecksumError = 7   // damaged data
 };
 
+// The status in words ("bad data"), for messages; "unknown status" for other values.
+QV_BASE_API const char* ioStatusName(ioStatus status);
+
 // The text header of a packet file: "^@", the version, the byte order and method, the sizes of
 // the basic types, "@".
 class QV_BASE_API ioHeader {

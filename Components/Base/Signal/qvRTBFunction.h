@@ -3,6 +3,9 @@
 
 #include "qvBaseExport.h"
 
+#include <type_traits>
+#include <utility>
+
 namespace qvRTB {
 
 // A function object owned by a signal connection. Signals of every arity keep their connections
@@ -118,6 +121,50 @@ private:
     C* object;
     Member member;
 };
+
+// Any callable object (a capturing lambda, a bound std::function) held by value, for signals
+// of one argument, of three, or of none. Its key never matches: find it by its handle.
+template <class T, class F>
+class FunctionArgCallable : public FunctionArgBase<T> {
+public:
+    explicit FunctionArgCallable(F f) : callable(std::move(f)) {}
+
+    using FunctionArgBase<T>::operator();
+    void operator()(T argument) override { callable(argument); }
+
+private:
+    F callable;
+};
+
+template <class A1, class A2, class A3, class F>
+class Function3ArgsCallable : public Function3ArgsBase<A1, A2, A3> {
+public:
+    explicit Function3ArgsCallable(F f) : callable(std::move(f)) {}
+
+    using Function3ArgsBase<A1, A2, A3>::operator();
+    void operator()(A1 a1, A2 a2, A3 a3) override { callable(a1, a2, a3); }
+
+private:
+    F callable;
+};
+
+template <class F>
+class FunctionVoidCallable : public FunctionBase {
+public:
+    explicit FunctionVoidCallable(F f) : callable(std::move(f)) {}
+
+    void operator()() override { callable(); }
+
+private:
+    F callable;
+};
+
+// Whether F is a callable to wrap: callable with Args, and not a function object of the library
+// (those are connected as they are).
+template <class F, class... Args>
+constexpr bool isWrappableCallable =
+    std::is_invocable_v<F&, Args...> &&
+    !std::is_convertible_v<std::decay_t<F>, const FunctionBase*>;
 
 } // namespace qvRTB
 

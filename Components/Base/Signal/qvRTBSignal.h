@@ -112,6 +112,17 @@ public:
     {
         return addCallback(new FunctionArgMember<T, C>(object, member), client);
     }
+    // Any callable taking T, a capturing lambda for instance; the signal keeps a copy.
+    template <class F, class = std::enable_if_t<isWrappableCallable<F, T>>>
+    void* addCallback(F&& f)
+    {
+        return addCallback(new FunctionArgCallable<T, std::decay_t<F>>(std::forward<F>(f)));
+    }
+    template <class F, class = std::enable_if_t<isWrappableCallable<F, T>>>
+    void* addCallback(F&& f, SignalClient& client)
+    {
+        return addCallback(new FunctionArgCallable<T, std::decay_t<F>>(std::forward<F>(f)), client);
+    }
     // The connection of the free function `f`, or null.
     void* findGlobalCallback(void (*f)(T))
     {
@@ -153,6 +164,16 @@ public:
     {
         return addCallback(new Function3ArgsMember<A1, A2, A3, C>(object, member), client);
     }
+    template <class F, class = std::enable_if_t<isWrappableCallable<F, A1, A2, A3>>>
+    void* addCallback(F&& f)
+    {
+        return addCallback(new Function3ArgsCallable<A1, A2, A3, std::decay_t<F>>(std::forward<F>(f)));
+    }
+    template <class F, class = std::enable_if_t<isWrappableCallable<F, A1, A2, A3>>>
+    void* addCallback(F&& f, SignalClient& client)
+    {
+        return addCallback(new Function3ArgsCallable<A1, A2, A3, std::decay_t<F>>(std::forward<F>(f)), client);
+    }
     void* findGlobalCallback(void (*f)(A1, A2, A3))
     {
         return SignalBase::findGlobalCallback(reinterpret_cast<void*>(f));
@@ -191,6 +212,16 @@ public:
     void* addCallback(C* object, void (C::*member)(), SignalClient& client)
     {
         return addCallback(new FunctionVoidMember<C>(object, member), client);
+    }
+    template <class F, class = std::enable_if_t<isWrappableCallable<F>>>
+    void* addCallback(F&& f)
+    {
+        return addCallback(new FunctionVoidCallable<std::decay_t<F>>(std::forward<F>(f)));
+    }
+    template <class F, class = std::enable_if_t<isWrappableCallable<F>>>
+    void* addCallback(F&& f, SignalClient& client)
+    {
+        return addCallback(new FunctionVoidCallable<std::decay_t<F>>(std::forward<F>(f)), client);
     }
     void* findGlobalCallback(void (*f)())
     {

@@ -27,7 +27,11 @@ public:
     // False, and nothing done, when a run is already under way.
     virtual bool undoIt() = 0;
     virtual bool doIt() = 0;
-    // Null while recording is disabled (negative group limit), and during a do or undo run.
+    // A new group at the end of the queue, for the commands of one user action; the groups
+    // after the current position (undone, waiting for redo) are deleted first. With dynamic
+    // true the group is associated with the group before it: it joins that step, so one undo
+    // or redo takes both (for follow-up changes such as snapping after a drag). Null while
+    // recording is disabled (negative group limit), and during a do or undo run.
     virtual Group* newGroup(const char* name, bool dynamic) = 0;
     // index >= 0 counts from the front, index < 0 back from the end (-1 is the last group).
     virtual Group* getGroup(int index) = 0;
@@ -37,6 +41,12 @@ public:
     virtual bool canUndo() = 0;
     virtual bool canDoIt() = 0;
     virtual Group* findGroup(int id) = 0;
+    // Takes back the last group when nothing is undone (the current position is at the end):
+    // an empty last group, typically one opened for an action that changed nothing, is deleted
+    // alone; a last group holding commands cannot be removed alone (its changes stay applied,
+    // so undoing the groups before it would no longer restore what they recorded), and the
+    // whole queue is cleared instead.
+    // Does nothing when the queue is empty or groups are undone.
     virtual void deleteLastGroup() = 0;
     virtual void clearAllGroups() = 0;
     virtual void associateGroups(int firstId, int lastId) = 0;

@@ -85,7 +85,7 @@ int readAll(const std::string& dir)
 
         in.openFile(path.c_str());
         qvTest::Scene copy;
-        qvTest::SceneReadResult result = qvTest::readScene(copy, in, [&] { setFilters(in, c.filters, true); });
+        qvTest::SceneReadResult result = qvTest::readScene(copy, in, [&](ioReadContext&) { setFilters(in, c.filters, true); });
         in.close();
         const std::string difference = qvTest::compareScenes(expected, copy);
         if (!valid || result.status != ioOk || !difference.empty()) {

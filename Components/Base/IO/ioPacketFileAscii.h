@@ -28,6 +28,7 @@ public:
     void leaveSubPacket(ioReadContext& context) override;
     void enterChunk(ioReadContext& context) override;
     void leaveChunk(ioReadContext& context) override;
+    bool bodyConsumed() const override { return cursor > endIndex; }
 
     // Writing: appends text to the packet.
     void append(const char* data, int size);
@@ -164,6 +165,9 @@ public:
     char readRawChar() override;
 
 protected:
+    // In strict mode, whether the token at the cursor is a number of kind (reported if not).
+    void checkNumber(int kind);
+
     ioPacketFileAsciiBuffer* buffer;
 };
 

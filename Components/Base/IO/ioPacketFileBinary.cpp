@@ -113,6 +113,7 @@ void ioPacketFileBinaryBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPa
 {
     position = 0;
     frames.clear();
+    enclosingSubPackets.clear();
     int32_t head[3] = {packetType->getId(), hasObject ? 1 : 0, 0};
     append(head, static_cast<int>(sizeof head));
     pushFrame(0);
@@ -130,6 +131,8 @@ void ioPacketFileBinaryBuffer::endPacket(ioWriteContext& context)
 void ioPacketFileBinaryBuffer::beginSubPacket(ioWriteContext& context)
 {
     appendByte(subPacketMarker);
+    // An enclosing sub-packet of the same frame waits here for its own length.
+    enclosingSubPackets.push_back(frames.back().subPacketLengthPosition);
     frames.back().subPacketLengthPosition = position;
     context.writeInt(0);
 }
@@ -144,7 +147,14 @@ void ioPacketFileBinaryBuffer::patchLength(ioWriteContext& context, int lengthPo
 
 void ioPacketFileBinaryBuffer::endSubPacket(ioWriteContext& context)
 {
-    patchLength(context, frames.back().subPacketLengthPosition);
+    Frame& top = frames.back();
+    patchLength(context, top.subPacketLengthPosition);
+    // Sub-packets and chunks nest properly (the write context sees to it), so the position
+    // saved last belongs to the sub-packet that encloses this one, if any.
+    if (!enclosingSubPackets.empty()) {
+        top.subPacketLengthPosition = enclosingSubPackets.back();
+        enclosingSubPackets.pop_back();
+    }
 }
 
 void ioPacketFileBinaryBuffer::beginChunk(ioWriteContext& context)
@@ -189,13 +199,18 @@ int ioPacketFileBinaryBuffer::readPacketHeader(ioReadContext& context, ioBuffere
     int hasObject = reader.readRawInt();
     int length = reader.readRawInt();
     type = nullptr;
+    headerFault = nullptr;
     frames.clear();
     position = 0;
     limit = 0;
     bodyLength = 0;
     overrun = false;
-    if (!input.good() || typeId < 0 || length < 0)
+    if (!input.good())
         return 0;
+    if (typeId < 0 || length < 0) {
+        headerFault = typeId < 0 ? "its type id is negative" : "its body length is negative";
+        return 0;
+    }
     type = context.lookupType(typeId);
     if (!readBody(input, length)) {
         type = nullptr;
@@ -286,64 +301,88 @@ void ioWriteContextBinary::setPacketBuffer(ioPacketFileBuffer* packet)
 
 void ioWriteContextBinary::writeBool(bool value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (buffer)
         buffer->appendByte(value ? 1 : 0);
 }
 
 void ioWriteContextBinary::writeChar(char value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (buffer)
         buffer->appendByte(value);
 }
 
 void ioWriteContextBinary::writeUChar(unsigned char value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (buffer)
         buffer->appendByte(static_cast<char>(value));
 }
 
 void ioWriteContextBinary::writeShort(short value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeUShort(unsigned short value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeInt(int value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeUInt(unsigned int value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeInt64(int64_t value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeUInt64(uint64_t value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeFloat(float value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeDouble(double value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeCString(const char* text)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (!buffer)
         return;
     if (!text)
@@ -353,6 +392,8 @@ void ioWriteContextBinary::writeCString(const char* text)
 
 void ioWriteContextBinary::writeBoolArray(const bool* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     // A derived context may mark each value in writeBool, so it sees every element; this
     // class itself stores the bytes in one pass.
     if (typeid(*this) != typeid(ioWriteContextBinary)) {
@@ -370,56 +411,78 @@ void ioWriteContextBinary::writeBoolArray(const bool* values, int count)
 
 void ioWriteContextBinary::writeCharArray(const char* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeUCharArray(const unsigned char* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeShortArray(const short* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeUShortArray(const unsigned short* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeIntArray(const int* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeUIntArray(const unsigned int* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeInt64Array(const int64_t* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeUInt64Array(const uint64_t* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeFloatArray(const float* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeDoubleArray(const double* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeRawChar(char c)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (buffer)
         buffer->appendByte(c);
 }

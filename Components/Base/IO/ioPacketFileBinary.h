@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <deque>
+#include <vector>
 
 // One packet of the binary encoding: type id, hasObject and body length as 32-bit integers in
 // the writer's byte order, then the body. Sub-packets are "," and chunks "." followed by a length
@@ -45,6 +46,7 @@ public:
     void leaveSubPacket(ioReadContext& context) override;
     void enterChunk(ioReadContext& context) override;
     void leaveChunk(ioReadContext& context) override;
+    bool bodyConsumed() const override { return frames.empty() || position >= bodyLength; }
 
     // Writing: size bytes at the position, which then moves past them.
     void append(const void* data, int size)
@@ -107,6 +109,9 @@ private:
     int capacity;
     int position;
     std::deque<Frame> frames;
+    // Writing: the length positions that open sub-packets replaced in their frame, so that
+    // nested sub-packets each get their own length.
+    std::vector<int> enclosingSubPackets;
     int limit;      // region end of the top frame while reading
     int bodyLength; // reading
     bool overrun;

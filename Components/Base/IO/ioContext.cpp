@@ -377,7 +377,10 @@ void ioWriteContext::endFile()
 {
     ioPacketRegistry* registry = getRegistry();
     ioPacketType* eofType = registry ? registry->lookup("packetFile_EOF") : nullptr;
-    if (!good())
+    // After a call out of order (status ioError, the stream fine, the header written) the file
+    // still gets its end, so that what was written reads back.
+    bool misusedOnly = getStatus() == ioError && stream.good() && stringType && !ended;
+    if (!good() && !misusedOnly)
         return;
     if (!started || ended) {
         misuse(ended ? "endFile was called twice" : "endFile needs a started file");

@@ -32,7 +32,8 @@ inline bool needsEscape(char c)
 
 // The one buffer of every ASCII reader for the strings it returns. A returned pointer shows each
 // later string that fits in it. A longer string moves to a larger block, but the earlier blocks
-// stay allocated, so a pointer handed out before never dangles: it keeps the text it had.
+// stay allocated, so a pointer handed out before never dangles: it shows the start of the
+// longer string, as much as its block holds.
 class StringArea {
 public:
     void clear() { length = 0; }
@@ -57,6 +58,8 @@ private:
         std::unique_ptr<char[]> fresh(new char[larger]);
         if (length)
             std::memcpy(fresh.get(), block, length);
+        if (block)
+            block[capacity - 1] = '\0'; // the old block shows the new string cut to its size
         block = fresh.get();
         capacity = larger;
         blocks.push_back(std::move(fresh));

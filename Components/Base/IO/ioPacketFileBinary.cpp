@@ -201,6 +201,7 @@ int ioPacketFileBinaryBuffer::readPacketHeader(ioReadContext& context, ioBuffere
     type = nullptr;
     headerFault = nullptr;
     frames.clear();
+    enclosingSubPackets.clear();
     position = 0;
     limit = 0;
     bodyLength = 0;
@@ -241,6 +242,9 @@ void ioPacketFileBinaryBuffer::enterSubPacket(ioReadContext& context)
 {
     if (frames.empty())
         return;
+    // The sub-packet that encloses this one in the same frame is resumed when this one is left.
+    enclosingSubPackets.push_back(frames.back().subPacketEnd);
+    enclosingSubPackets.push_back(frames.back().subPacketFlag ? 1 : 0);
     if (position < limit) {
         take(1); // the marker, not checked
         int end = readRegionEnd(context);
@@ -260,8 +264,17 @@ bool ioPacketFileBinaryBuffer::subPacketHasData() const
 
 void ioPacketFileBinaryBuffer::leaveSubPacket(ioReadContext&)
 {
-    if (!frames.empty() && frames.back().subPacketFlag)
-        position = frames.back().subPacketEnd;
+    if (frames.empty())
+        return;
+    Frame& top = frames.back();
+    if (top.subPacketFlag)
+        position = top.subPacketEnd;
+    if (enclosingSubPackets.size() >= 2) {
+        top.subPacketFlag = enclosingSubPackets.back() != 0;
+        enclosingSubPackets.pop_back();
+        top.subPacketEnd = enclosingSubPackets.back();
+        enclosingSubPackets.pop_back();
+    }
 }
 
 void ioPacketFileBinaryBuffer::enterChunk(ioReadContext& context)

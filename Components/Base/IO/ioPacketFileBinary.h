@@ -109,8 +109,8 @@ private:
     int capacity;
     int position;
     std::deque<Frame> frames;
-    // Writing: the length positions that open sub-packets replaced in their frame, so that
-    // nested sub-packets each get their own length.
+    // What open sub-packets replaced in their frame (writing: the length position; reading: the
+    // end and the flag), so that nested sub-packets each keep their own.
     std::vector<int> enclosingSubPackets;
     int limit;      // region end of the top frame while reading
     int bodyLength; // reading

@@ -62,6 +62,26 @@ TEST(WriterOrder, CallsOutOfOrderAreReportedAndTheFileStaysReadable)
         }
     }
 
+    // A binary packet larger than its length field can hold is dropped, not written in part.
+    {
+        ErrorCapture errors;
+        TestRegistry writer(false, {new LambdaType("t")});
+        ioStatus status = ioOk;
+        std::string path = dir.file("huge.qv");
+        const double values[1] = {0};
+        ioTest::writeMethodFile(path, writer, ioWriteBinary, [&](ioWriteContext& ctx) {
+            ctx.startPacket("t");
+            ctx.writeDoubleArray(values, 300000000); // 2.4 GB: refused before a byte is copied
+            ctx.endPacket();
+        }, &status);
+        EXPECT_EQ(status, ioError);
+        EXPECT_NE(errors.messages().find("larger than a packet can be"), std::string::npos);
+        TestRegistry reader(true, {new LambdaType("t")});
+        ioTest::ReadOutcome outcome = ioTest::readFile(path, reader);
+        EXPECT_EQ(outcome.status, ioOk);
+        EXPECT_EQ(outcome.packets, 0);
+    }
+
     // After endFile, packets are dropped and reported.
     ErrorCapture errors;
     TestRegistry registry(false, {new LambdaType("t")});

@@ -63,6 +63,9 @@ public:
     // simply not in the registry).
     const char* getHeaderFault() const { return headerFault; }
 
+    // The most bytes one packet may have: its length must fit a 32-bit field.
+    static constexpr int64_t maxPacketSize = INT32_MAX - 16;
+
     // Writing: the sub-packets and chunks open in this packet, innermost last.
     enum Scope : char { subPacketScope, chunkScope };
     std::vector<Scope>& openScopes() { return scopes; }

@@ -4,6 +4,7 @@
 #include "ioPacketType.h"
 #include "internal/ioNumberText.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -83,7 +84,7 @@ StringArea& stringArea()
 
 ioPacketFileAsciiBuffer::ioPacketFileAsciiBuffer()
     : text(new char[initialCapacity]), capacity(initialCapacity), used(0), cursor(0), endIndex(-1),
-      subPacketFlag(false)
+      subPacketFlag(false), tooLarge(false)
 {
     text[0] = '\0';
 }
@@ -96,9 +97,16 @@ ioPacketFileAsciiBuffer::~ioPacketFileAsciiBuffer()
 void ioPacketFileAsciiBuffer::grow(int size)
 {
     int64_t need = static_cast<int64_t>(used) + size;
+    if (need > maxPacketSize) {
+        // No length field could hold it: the text starts over, and the packet is given up.
+        tooLarge = true;
+        used = 0;
+        return;
+    }
     int64_t grown = capacity;
     while (grown <= need)
         grown *= 2;
+    grown = std::min<int64_t>(grown, INT32_MAX);
     char* larger = new char[static_cast<size_t>(grown)];
     std::memcpy(larger, text, static_cast<size_t>(used));
     delete[] text;
@@ -117,6 +125,7 @@ void ioPacketFileAsciiBuffer::append(const char* data, int size)
 void ioPacketFileAsciiBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPacketType* packetType)
 {
     used = 0;
+    tooLarge = false;
     append("{ ", 2);
     char* p = reserve(2 * maxNumberText);
     char* q = formatInteger(p, packetType->getId());
@@ -129,6 +138,12 @@ void ioPacketFileAsciiBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPac
 void ioPacketFileAsciiBuffer::endPacket(ioWriteContext& context)
 {
     append("}\n", 2);
+    if (tooLarge) {
+        ioPacketFileError("ioPacketFile: A packet of type '%s' is larger than a packet can be; it "
+                          "is dropped.\n", type ? type->getName() : "");
+        context.setStatus(ioError);
+        return;
+    }
     if (output)
         context.getStream().writeData(text, used);
 }
@@ -183,6 +198,7 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
     // brace does not end the packet.
     used = 0;
     cursor = 0;
+    tooLarge = false;
     bool closed = false;
     while (!closed) {
         int available = 0;
@@ -227,6 +243,10 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
     endIndex = used - 1;
     if (!input.good())
         return 0;
+    if (tooLarge) {
+        headerFault = "the packet is larger than a packet can be";
+        return 0;
+    }
 
     while (cursor <= endIndex && (text[cursor] == ' ' || text[cursor] == '\n'))
         ++cursor;

@@ -29,6 +29,8 @@ public:
     void enterChunk(ioReadContext& context) override;
     void leaveChunk(ioReadContext& context) override;
     bool bodyConsumed() const override { return cursor > endIndex; }
+    // Whether the packet outgrew maxPacketSize (it is then dropped, or read as damaged).
+    bool isTooLarge() const { return tooLarge; }
 
     // Writing: appends text to the packet.
     void append(const char* data, int size);
@@ -75,6 +77,7 @@ private:
     int cursor;
     int endIndex;
     bool subPacketFlag;
+    bool tooLarge;
 };
 
 // Writes each value as text followed by a blank.

@@ -54,13 +54,13 @@ template <typename T> inline T fromSwappedBytes(const char* p)
 template <typename T> inline void appendValue(ioPacketFileBinaryBuffer* buffer, T value)
 {
     if (buffer)
-        buffer->append(&value, static_cast<int>(sizeof value));
+        buffer->append(&value, static_cast<int64_t>(sizeof value));
 }
 
 template <typename T> inline void appendArray(ioPacketFileBinaryBuffer* buffer, const T* values, int count)
 {
     if (buffer && values && count > 0)
-        buffer->append(values, static_cast<int>(sizeof(T) * static_cast<size_t>(count)));
+        buffer->append(values, static_cast<int64_t>(sizeof(T)) * count);
 }
 
 } // namespace
@@ -69,7 +69,7 @@ template <typename T> inline void appendArray(ioPacketFileBinaryBuffer* buffer, 
 
 ioPacketFileBinaryBuffer::ioPacketFileBinaryBuffer()
     : bytes(new char[initialCapacity]), capacity(initialCapacity), position(0), limit(0),
-      bodyLength(0), overrun(false)
+      bodyLength(0), overrun(false), tooLarge(false)
 {
 }
 
@@ -81,6 +81,12 @@ ioPacketFileBinaryBuffer::~ioPacketFileBinaryBuffer()
 void ioPacketFileBinaryBuffer::grow(int size)
 {
     int64_t need = static_cast<int64_t>(position) + size;
+    if (need > maxPacketSize) {
+        // Small values at the very limit: the packet is given up and its bytes start over.
+        tooLarge = true;
+        position = 0;
+        return;
+    }
     int64_t grown = capacity;
     while (grown < need)
         grown *= 2;
@@ -112,6 +118,7 @@ void ioPacketFileBinaryBuffer::popFrame()
 void ioPacketFileBinaryBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPacketType* packetType)
 {
     position = 0;
+    tooLarge = false;
     frames.clear();
     enclosingSubPackets.clear();
     int32_t head[3] = {packetType->getId(), hasObject ? 1 : 0, 0};
@@ -122,6 +129,12 @@ void ioPacketFileBinaryBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPa
 void ioPacketFileBinaryBuffer::endPacket(ioWriteContext& context)
 {
     popFrame();
+    if (tooLarge) {
+        ioPacketFileError("ioPacketFile: A packet of type '%s' is larger than a packet can be; it "
+                          "is dropped.\n", type ? type->getName() : "");
+        context.setStatus(ioError);
+        return;
+    }
     int32_t body = position - 12;
     std::memcpy(bytes + 8, &body, sizeof body);
     if (output)
@@ -400,7 +413,7 @@ void ioWriteContextBinary::writeCString(const char* text)
         return;
     if (!text)
         text = "";
-    buffer->append(text, static_cast<int>(std::strlen(text)) + 1);
+    buffer->append(text, static_cast<int64_t>(std::strlen(text)) + 1);
 }
 
 void ioWriteContextBinary::writeBoolArray(const bool* values, int count)
@@ -415,6 +428,8 @@ void ioWriteContextBinary::writeBoolArray(const bool* values, int count)
         return;
     }
     if (!buffer || count < 1)
+        return;
+    if (!buffer->fits(count))
         return;
     char* out = buffer->reserve(count);
     for (int i = 0; i < count; ++i)

@@ -48,12 +48,25 @@ public:
     void leaveChunk(ioReadContext& context) override;
     bool bodyConsumed() const override { return frames.empty() || position >= bodyLength; }
 
-    // Writing: size bytes at the position, which then moves past them.
-    void append(const void* data, int size)
+    // Writing: size bytes at the position, which then moves past them (nothing when the packet
+    // would outgrow maxPacketSize).
+    void append(const void* data, int64_t size)
     {
-        std::memcpy(reserve(size), data, static_cast<size_t>(size));
-        position += size;
+        if (!fits(size))
+            return;
+        std::memcpy(reserve(static_cast<int>(size)), data, static_cast<size_t>(size));
+        position += static_cast<int>(size);
     }
+    // Whether size more bytes keep the packet within maxPacketSize; if not, the packet is marked
+    // too large, to be dropped at its end.
+    bool fits(int64_t size)
+    {
+        if (size <= maxPacketSize - position)
+            return true;
+        tooLarge = true;
+        return false;
+    }
+    bool isTooLarge() const { return tooLarge; }
     void appendByte(char c)
     {
         *reserve(1) = c;
@@ -115,6 +128,7 @@ private:
     int limit;      // region end of the top frame while reading
     int bodyLength; // reading
     bool overrun;
+    bool tooLarge; // writing
 };
 
 // Copies each value's bytes into the packet in this machine's byte order.

@@ -163,6 +163,7 @@ inline void readPacketFile(const uint8_t* data, size_t size)
     std::unique_ptr<ioReadContext> ctx(ioReadContextAlloc(input, &registry));
     if (!ctx)
         return;
+    ctx->setStrict(size % 2 == 1); // both reading modes, chosen by the input
     ioClientReadContext client(*ctx);
     try {
         ctx->readFile(client);

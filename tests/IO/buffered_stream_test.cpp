@@ -50,6 +50,11 @@ TEST(BufferedStream, WritesReachTheBufferInWholeAreasAndStopOnceItFailed)
     stream.writeData(block.data(), static_cast<int>(block.size()));
     stream.flush();
     EXPECT_EQ(stream.bottom->writes, (std::vector<int>{1, 1, 4096, 904}));
+    // An area filled exactly goes down at once, inline or not: a peer must not wait for it.
+    stream.writeData(block.data(), 4096);
+    stream.writeData(block.data(), 4000);
+    stream.writeData(block.data(), 96);
+    EXPECT_EQ(stream.bottom->writes, (std::vector<int>{1, 1, 4096, 904, 4096, 4096}));
     // printf output is cut at 1023 characters.
     stream.bottom->written.clear();
     stream.printf("%s|%d", std::string(2000, 'p').c_str(), 42);

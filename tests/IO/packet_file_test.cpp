@@ -61,9 +61,9 @@ TEST(Registry, NumbersTypesAndReadsTheFileRegistry)
 {
     qvTest::TempDir dir;
     std::string path = dir.file("r");
-    TestRegistry writer(false, {new LambdaType("alpha"), new LambdaType("a name longer than four")});
+    TestRegistry writer(false, {new LambdaType("alpha"), new LambdaType("a_name_longer_than_four")});
     writer.init();
-    EXPECT_EQ(writer.lookup(3), writer.lookup("a name longer than four"));
+    EXPECT_EQ(writer.lookup(3), writer.lookup("a_name_longer_than_four"));
     EXPECT_EQ(writer.lookup(4), nullptr);
     EXPECT_EQ(writer.lookup(-1), nullptr);
     ioBufferedStreamOutput out;
@@ -71,7 +71,7 @@ TEST(Registry, NumbersTypesAndReadsTheFileRegistry)
     writer.writeRegistry(out);
     out.close();
     EXPECT_EQ(qvTest::readFileBytes(path), "   0 packetFile_string\n   1 packetFile_EOF\n   2 alpha\n"
-                                           "   3 a name longer than four\n@\n");
+                                           "   3 a_name_longer_than_four\n@\n");
 
     auto readRegistryText = [&](const std::string& text, ioPacketRegistry& registry) {
         qvTest::writeFileBytes(path, text);

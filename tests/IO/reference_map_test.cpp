@@ -24,7 +24,7 @@ void collect(void* slot, int extra)
 // plain model: an object's number follows its latest binding through table growth and
 // removals; a slot gets its object at once when the number is defined, else when the number is
 // redefined or removed, else in the final pass in registration order, or stays reported as
-// waiting.
+// waiting. A fresh number is never one already defined or waited for.
 TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
 {
     for (unsigned seed = 1; seed <= 20; ++seed) {
@@ -34,6 +34,7 @@ TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
         std::vector<void*> expectedSlots(slots.size());
         std::map<const void*, int> numberOf;
         std::map<int, void*> definedAs; // defined numbers
+        std::vector<bool> taken(30000); // numbers defined or waited for at some time
         struct Waiting {
             size_t slot;
             int number;
@@ -57,6 +58,7 @@ TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
             case 1: {
                 bool synonym = random() % 4 == 0;
                 map->define(number, object, nullptr, synonym);
+                taken[static_cast<size_t>(number)] = true;
                 numberOf[object] = number;
                 if (synonym && definedAs.count(number))
                     break;
@@ -66,6 +68,8 @@ TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
                 break;
             }
             case 2:
+                while (taken[static_cast<size_t>(next)])
+                    ++next;
                 ASSERT_EQ(map->newReference(object), next);
                 numberOf[object] = next++;
                 break;
@@ -86,6 +90,7 @@ TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
             case 6: {
                 size_t k = random() % slots.size();
                 map->addPendingSlot(number, &slots[k], nullptr, static_cast<int>(k));
+                taken[static_cast<size_t>(number)] = true;
                 auto it = definedAs.find(number);
                 expectedSlots[k] = it == definedAs.end() ? nullptr : it->second;
                 if (it == definedAs.end())

@@ -369,3 +369,53 @@ TEST(QvPacketDecode, BinaryArraysAreSplitWhereTheRestReads)
     EXPECT_FALSE(result.ok);
     EXPECT_EQ(result.at, 9);
 }
+
+// Damaged numbers and a lost closing brace: verify flags each at its byte offset, exactly when
+// the library's strict reading of the file fails, and accepts what strict reading accepts.
+TEST(QvPacket, VerifyAndStrictReadingAgreeOnDamagedText)
+{
+    const std::string registry = "   0 packetFile_string\n   1 packetFile_EOF\n   2 item\n@\n";
+    const std::string plainHead = std::string(ioTest::asciiHeader()) + registry;
+    const std::string debugHead = "^@\n1\n1 2 1\n1 2 4 8 4 8 4\n@\n" + registry;
+    struct Case {
+        bool debug;
+        std::string packets;
+        const char* damage; // text at the reported offset; null for an intact file
+    } cases[] = {
+        {false, "{ 2 0 5 2.5 }\n{ 2 0 -7 1e300 }\n{ 1 0 }\n", nullptr},
+        {false, "{ 2 0 abc 2.5 }\n{ 1 0 }\n", "abc"},
+        {false, "{ 2 0 5 1.5.7 }\n{ 1 0 }\n", "1.5.7"},
+        {false, "{ 2 0 5 1e999 }\n{ 1 0 }\n", "1e999"},
+        {false, "{ 2 0 5 2.5 \n{ 2 0 7 0.5 }\n{ 1 0 }\n", "{ 2 0 7"},
+        {true, "{ 2 0 i5 d2.5 }\n{ 2 0 i-7 dinf }\n{ 1 0 }\n", nullptr},
+        {true, "{ 2 0 i5 dabc }\n{ 1 0 }\n", "dabc"},
+        {true, "{ 2 0 i5 d1e999 }\n{ 1 0 }\n", "d1e999"},
+        {true, "{ 2 0 i99999999999 d1 }\n{ 1 0 }\n", "i9999"},
+        {true, "{ 2 0 i5 d2.5 \n{ 2 0 i7 d0.5 }\n{ 1 0 }\n", "{ 2 0 i7"},
+    };
+    qvTest::TempDir dir;
+    for (const Case& c : cases) {
+        std::string text = (c.debug ? debugHead : plainHead) + c.packets;
+        std::string path = dir.file("text.qv");
+        qvTest::writeFileBytes(path, text);
+        ToolRun verify = tool({"verify", path.c_str()});
+        EXPECT_EQ(verify.status, c.damage ? 1 : 0) << c.packets << verify.err;
+        if (c.damage) {
+            EXPECT_EQ(reportedOffset(verify.err), static_cast<int>(text.find(c.damage))) << verify.err;
+        }
+
+        ioTest::ErrorCapture errors;
+        ioTest::TestRegistry types(true, {new ioTest::LambdaType("item", [](ioClientReadContext& ctx) {
+            ctx->readInt();
+            ctx->readDouble();
+        })});
+        ioBufferedStreamInput in;
+        in.openFile(path.c_str());
+        std::unique_ptr<ioReadContext> ctx(ioReadContextAlloc(in, &types));
+        ASSERT_TRUE(ctx);
+        ctx->setStrict(true);
+        ioClientReadContext client(*ctx);
+        ctx->readFile(client);
+        EXPECT_EQ(ctx->getStatus() == ioOk, verify.status == 0) << c.packets << errors.messages();
+    }
+}

@@ -590,7 +590,34 @@ int convert(const std::string& in, const std::string& out, const std::string& me
     return 0;
 }
 
+namespace {
+
+// Thrown by the abort function qvpacket installs: a fatal error of the packet-file library
+// ends the command with the tool's own message, never the process.
+struct FatalPacketError {};
+
+int runCommand(int argc, const char* const* argv, std::FILE* out, std::FILE* err);
+
+} // namespace
+
 int run(int argc, const char* const* argv, std::FILE* out, std::FILE* err)
+{
+    ioPacketFileAbortInit([] { throw FatalPacketError(); });
+    int status = 1;
+    try {
+        status = runCommand(argc, argv, out, err);
+    } catch (const FatalPacketError&) {
+        std::fprintf(err, "qvpacket: %s: the packet-file library stopped on a fatal error in the file\n",
+                     argc > 2 ? argv[2] : "");
+        status = 1;
+    }
+    ioPacketFileAbortInit(nullptr);
+    return status;
+}
+
+namespace {
+
+int runCommand(int argc, const char* const* argv, std::FILE* out, std::FILE* err)
 {
     if (argc < 2)
         return usage(err, toolHelp, "no command given");
@@ -642,5 +669,7 @@ int run(int argc, const char* const* argv, std::FILE* out, std::FILE* err)
         return graph(files[0], svg, out, err);
     return verify(files[0], out, err);
 }
+
+} // namespace
 
 } // namespace qvPacket

@@ -4,7 +4,6 @@
 #include "internal/ioNumberText.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -30,24 +29,30 @@ bool isScalarTag(char tag)
     return tag != 0 && std::strchr(scalarTags, tag) != nullptr;
 }
 
+using io::internal::NumberKind;
+
+// The kind of a scalar tag, for the checks the library's strict readers make.
+NumberKind kindOf(char tag)
+{
+    static const NumberKind kinds[] = {NumberKind::Bool,  NumberKind::Char,   NumberKind::UChar,
+                                       NumberKind::Short, NumberKind::UShort, NumberKind::Int,
+                                       NumberKind::UInt,  NumberKind::Int64,  NumberKind::UInt64,
+                                       NumberKind::Float, NumberKind::Double};
+    return kinds[std::strchr(scalarTags, tag) - scalarTags];
+}
+
+// Whether an untyped token is a number under some kind: the strict readers accept it at least
+// as one type.
+bool isAnyNumber(const char* begin, const char* end)
+{
+    return io::internal::isStrictNumber(NumberKind::Int64, begin, end)
+           || io::internal::isStrictNumber(NumberKind::UInt64, begin, end)
+           || io::internal::isStrictNumber(NumberKind::Double, begin, end);
+}
+
 std::string quoted(char c)
 {
     return c >= 0x20 && c < 0x7F ? std::string("'") + c + "'" : "byte " + std::to_string(static_cast<unsigned char>(c));
-}
-
-// Whether an integer read for tag fits the type that tag names.
-bool inRange(char tag, int64_t v)
-{
-    switch (tag) {
-    case 'b': return v == 0 || v == 1;
-    case 'c': return v >= -128 && v <= 127;
-    case 'C': return v >= 0 && v <= 255;
-    case 'h': return v >= -32768 && v <= 32767;
-    case 'H': return v >= 0 && v <= 65535;
-    case 'i': return v >= INT32_MIN && v <= INT32_MAX;
-    case 'I': return v >= 0 && v <= UINT32_MAX;
-    default: return true;
-    }
 }
 
 class AsciiDecoder {
@@ -83,31 +88,24 @@ private:
         return blank ? static_cast<int>(static_cast<const char*>(blank) - t) : -1;
     }
 
-    // The number of tag at pos up to its blank; the index after the blank, or -1.
+    // The number of tag at pos up to its blank; the index after the blank, or -1. Valid
+    // exactly when the library's strict readers accept it.
     int number(char tag, int pos, Number& value) const
     {
         int end = tokenEnd(pos);
-        if (end <= pos || t[pos] == '\n' || t[pos] == '+')
+        if (end <= pos || !io::internal::isStrictNumber(kindOf(tag), t + pos, t + end))
             return -1;
-        std::string token(t + pos, static_cast<size_t>(end - pos));
-        char* stop = nullptr;
-        errno = 0;
+        // The library's own conversions, as the readers see the value.
+        const char* p = t + pos;
         if (isRealTag(tag)) {
-            // The library's own conversion: exact on every platform, as the readers see it.
-            const char* p = token.c_str();
-            value.d = io::internal::parseDouble(p, p + token.size());
-            stop = const_cast<char*>(p);
+            value.d = io::internal::parseDouble(p, t + end);
             if (tag == 'f')
                 value.d = io::internal::narrowToFloat(value.d);
         } else if (isUnsignedTag(tag)) {
-            if (token[0] == '-')
-                return -1;
-            value.i = static_cast<int64_t>(std::strtoull(token.c_str(), &stop, 10));
+            value.i = static_cast<int64_t>(io::internal::parseUInt64(p, t + end));
         } else {
-            value.i = std::strtoll(token.c_str(), &stop, 10);
+            value.i = io::internal::parseInt64(p, t + end);
         }
-        if (*stop != '\0' || (errno == ERANGE && !isRealTag(tag)) || !inRange(tag, value.i))
-            return -1;
         return end + 1;
     }
 
@@ -187,8 +185,14 @@ private:
                 return false;
         } else {
             int end = tokenEnd(pos);
+            const void* brace = std::memchr(t + pos, '{', static_cast<size_t>((end < 0 ? n : end) - pos));
+            if (brace)
+                return fail(static_cast<int>(static_cast<const char*>(brace) - t),
+                            "a '{' inside a packet: the packet before it has lost its closing '}'");
             if (end <= pos)
                 return fail(pos, end < 0 ? "a value is not followed by a blank" : "unexpected blank");
+            if (!isAnyNumber(t + pos, t + end))
+                return fail(pos, "malformed or out-of-range number '" + std::string(t + pos, static_cast<size_t>(std::min(end - pos, 40))) + "'");
             item.kind = Item::Token;
             item.text.assign(t + pos, static_cast<size_t>(end - pos));
             pos = end + 1;
@@ -221,6 +225,9 @@ private:
                 continue;
             }
             char c = t[pos];
+            if (c == '{' || (c == '\n' && pos + 1 < n && t[pos + 1] == '{'))
+                return fail(c == '{' ? pos : pos + 1,
+                            "a '{' inside a packet: the packet before it has lost its closing '}'");
             if (c == ']' || c == '>') {
                 if (c != closer)
                     return fail(pos, "unexpected " + quoted(c));

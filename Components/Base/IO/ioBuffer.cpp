@@ -75,11 +75,6 @@ void ioBuffer::writeBytes(const void* src, int n)
 {
     const char* in = static_cast<const char*>(src);
     while (n > 0 && good()) {
-        if (position >= dataSize) {
-            flush();
-            if (!good())
-                return;
-        }
         int chunk = dataSize - position;
         if (chunk > n)
             chunk = n;
@@ -87,6 +82,9 @@ void ioBuffer::writeBytes(const void* src, int n)
         position += chunk;
         in += chunk;
         n -= chunk;
+        // A full area goes down at once: over a connection the peer waits for these bytes.
+        if (position >= dataSize)
+            flush();
     }
 }
 

@@ -164,10 +164,11 @@ public:
     // every call reaches the buffer beneath: kept, callers rely on single characters going out
     // at once. Bulk output goes through writeData, writeString and printf.
     void writeChar(char c);
-    // Bytes that fit in the top area are stored here inline.
+    // Bytes that fit in the top area without filling it are stored here inline; a write that
+    // fills the area hands it down at once.
     void writeData(const char* data, int size)
     {
-        if (top && size > 0 && top->good() && ioBuffer::dataSize - top->position >= size) {
+        if (top && size > 0 && top->good() && ioBuffer::dataSize - top->position > size) {
             std::memcpy(top->dataArea + top->position, data, static_cast<size_t>(size));
             top->position += size;
             return;

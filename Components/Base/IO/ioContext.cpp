@@ -12,7 +12,8 @@
 // ---- packet buffer
 
 ioPacketFileBuffer::ioPacketFileBuffer()
-    : type(nullptr), typeId(-1), output(true), hasReference(false), chunkOpen(false)
+    : type(nullptr), typeId(-1), output(true), hasReference(false), chunkOpen(false),
+      headerFault(nullptr)
 {
 }
 
@@ -25,6 +26,8 @@ void ioPacketFileBuffer::reset()
     output = true;
     hasReference = false;
     chunkOpen = false;
+    headerFault = nullptr;
+    scopes.clear();
 }
 
 // ---- common
@@ -83,6 +86,8 @@ void ioContext::invalidPacket()
 
 void ioContext::fatalError()
 {
+    // A host whose abort function throws sees this status on the context it still holds.
+    setStatus(ioBadData);
     ioPacketFileError("ioPacketFile: Fatal error.  Aborting.\n");
     for (int level = 0; level < depth; ++level) {
         ioPacketType* type = stack[level] ? stack[level]->getType() : nullptr;
@@ -153,16 +158,54 @@ void ioContext::promoteStreamStatus(const ioBufferedStream& stream)
 // ---- writing
 
 ioWriteContext::ioWriteContext(ioBufferedStreamOutput& s)
-    : stream(s), started(false), stringType(nullptr)
+    : stream(s), started(false), stringType(nullptr), ended(false)
 {
+}
+
+void ioWriteContext::misuse(const char* what)
+{
+    if (good())
+        ioPacketFileError("ioPacketFile: %s.\n", what);
+    setStatus(ioError);
+}
+
+void ioWriteContext::valueOutsidePacket()
+{
+    misuse("A value was written outside a packet; it is dropped");
+}
+
+ioPacketFileBuffer* ioWriteContext::packetFor(const char* call)
+{
+    ioPacketFileBuffer* packet = currentPacket();
+    if (!packet) {
+        ioPacketFileError("ioPacketFile: %s outside a packet.\n", call);
+        setStatus(ioError);
+    }
+    return packet;
+}
+
+void ioWriteContext::closeScope(ioPacketFileBuffer* packet)
+{
+    std::vector<ioPacketFileBuffer::Scope>& scopes = packet->openScopes();
+    ioPacketFileBuffer::Scope scope = scopes.back();
+    scopes.pop_back();
+    if (packet->getType()) {
+        if (scope == ioPacketFileBuffer::chunkScope)
+            packet->endChunk(*this);
+        else
+            packet->endSubPacket(*this);
+    }
+    packet->setChunkOpen(!scopes.empty() && scopes.back() == ioPacketFileBuffer::chunkScope);
 }
 
 int ioWriteContext::writeReference(int number, bool define)
 {
-    if (define) {
-        ioPacketFileBuffer* packet = currentPacket();
-        references().define(number, nullptr, packet ? packet->getType() : nullptr, false);
-    }
+    // The map notes every number written, so that numbers given to objects later skip it.
+    ioPacketType* type = currentPacket() ? currentPacket()->getType() : nullptr;
+    if (define)
+        references().define(number, nullptr, type, false);
+    else
+        references().use(number, type);
     writeUInt(static_cast<unsigned int>(number));
     return number;
 }
@@ -179,6 +222,11 @@ int ioWriteContext::writeReference(const void* object, bool define)
 
 void ioWriteContext::startFile()
 {
+    if (started) {
+        // A second header and registry in the middle of the packets would be read as packets.
+        misuse("startFile was called twice; the second call writes nothing");
+        return;
+    }
     started = true;
     if (!good())
         return;
@@ -188,8 +236,14 @@ void ioWriteContext::startFile()
         setStatus(ioError);
         return;
     }
-    header().writeHeader(stream);
     registry->init();
+    if (*registry->refusal()) {
+        ioPacketFileError("ioPacketFile: startFile: the registry refused a packet type (%s); "
+                          "nothing is written.\n", registry->refusal());
+        setStatus(ioError);
+        return;
+    }
+    header().writeHeader(stream);
     registry->writeRegistry(stream);
     stringType = registry->lookup("packetFile_string");
     promoteStreamStatus(stream);
@@ -199,6 +253,11 @@ void ioWriteContext::startPacket(ioPacketType* type, const void* object)
 {
     pushPacket();
     ioPacketFileBuffer* packet = currentPacket();
+    ioPacketRegistry* registry = getRegistry();
+    // A type the registry never numbered (refused, or one of a reading registry) has no id that
+    // a reader could look up.
+    if (type && (!registry || type->getId() < 0))
+        type = nullptr;
     packet->setType(type);
     if (!type) {
         // Keeps startPacket/endPacket balanced; the packet is dropped at its end.
@@ -206,6 +265,12 @@ void ioWriteContext::startPacket(ioPacketType* type, const void* object)
         setStatus(ioError);
         packet->setOutput(false);
         return;
+    }
+    if (!started || ended) {
+        // Before the header, or after the end-of-file packet, no reader would find it.
+        misuse(ended ? "A packet was started after endFile; it is dropped"
+                     : "A packet was started before startFile; it is dropped");
+        packet->setOutput(false);
     }
     packet->beginPacket(*this, object != nullptr, type);
     if (object)
@@ -230,7 +295,15 @@ void ioWriteContext::endPacket()
         setStatus(ioError);
         return;
     }
-    endChunk();
+    std::vector<ioPacketFileBuffer::Scope>& scopes = packet->openScopes();
+    if (packet->isChunkOpen())
+        closeScope(packet);
+    if (!scopes.empty()) {
+        // Closed here, so that the reader finds where they end.
+        misuse("endPacket while a sub-packet is open; it is closed first");
+        while (!scopes.empty())
+            closeScope(packet);
+    }
     if (packet->getType())
         packet->endPacket(*this);
     popPacket();
@@ -238,37 +311,57 @@ void ioWriteContext::endPacket()
 
 void ioWriteContext::startChunk()
 {
-    ioPacketFileBuffer* packet = currentPacket();
-    if (!packet || !packet->getType())
+    ioPacketFileBuffer* packet = packetFor("startChunk");
+    if (!packet)
         return;
-    endChunk();
-    packet->beginChunk(*this);
+    if (packet->isChunkOpen())
+        closeScope(packet);
+    if (packet->getType())
+        packet->beginChunk(*this);
+    packet->openScopes().push_back(ioPacketFileBuffer::chunkScope);
     packet->setChunkOpen(true);
 }
 
 void ioWriteContext::endChunk()
 {
-    ioPacketFileBuffer* packet = currentPacket();
-    if (!packet || !packet->isChunkOpen())
+    ioPacketFileBuffer* packet = packetFor("endChunk");
+    if (!packet)
         return;
-    packet->endChunk(*this);
-    packet->setChunkOpen(false);
+    if (packet->isChunkOpen()) {
+        closeScope(packet);
+        return;
+    }
+    for (ioPacketFileBuffer::Scope scope : packet->openScopes())
+        if (scope == ioPacketFileBuffer::chunkScope) {
+            misuse("endChunk while a sub-packet is open inside the chunk; nothing is closed");
+            return;
+        }
 }
 
 void ioWriteContext::startSubPacket()
 {
-    ioPacketFileBuffer* packet = currentPacket();
-    if (packet && packet->getType())
+    ioPacketFileBuffer* packet = packetFor("startSubPacket");
+    if (!packet)
+        return;
+    if (packet->getType())
         packet->beginSubPacket(*this);
+    packet->openScopes().push_back(ioPacketFileBuffer::subPacketScope);
+    packet->setChunkOpen(false);
 }
 
 void ioWriteContext::endSubPacket()
 {
-    ioPacketFileBuffer* packet = currentPacket();
-    if (!packet || !packet->getType())
+    ioPacketFileBuffer* packet = packetFor("endSubPacket");
+    if (!packet)
         return;
-    endChunk();
-    packet->endSubPacket(*this);
+    std::vector<ioPacketFileBuffer::Scope>& scopes = packet->openScopes();
+    if (packet->isChunkOpen())
+        closeScope(packet);
+    if (scopes.empty()) {
+        misuse("endSubPacket without an open sub-packet; nothing is closed");
+        return;
+    }
+    closeScope(packet);
 }
 
 void ioWriteContext::writeCStringPacket(const char* text)
@@ -284,8 +377,15 @@ void ioWriteContext::endFile()
 {
     ioPacketRegistry* registry = getRegistry();
     ioPacketType* eofType = registry ? registry->lookup("packetFile_EOF") : nullptr;
-    if (!good())
+    // After a call out of order (status ioError, the stream fine, the header written) the file
+    // still gets its end, so that what was written reads back.
+    bool misusedOnly = getStatus() == ioError && stream.good() && stringType && !ended;
+    if (!good() && !misusedOnly)
         return;
+    if (!started || ended) {
+        misuse(ended ? "endFile was called twice" : "endFile needs a started file");
+        return;
+    }
     if (!eofType) {
         ioPacketFileError("ioPacketFile: endFile needs a started file.\n");
         setStatus(ioError);
@@ -298,6 +398,7 @@ void ioWriteContext::endFile()
     }
     static_cast<ioPacketEOF*>(eofType)->writePacket(*this);
     endPacket();
+    ended = true;
     stream.flush();
     promoteStreamStatus(stream);
 }
@@ -306,8 +407,18 @@ void ioWriteContext::endFile()
 
 ioReadContext::ioReadContext(ioBufferedStreamInput& s)
     : stream(s), packetReference(0), packetReferenceDefined(false), eofType(nullptr),
-      packetsRead(0), halted(false), registryRead(false)
+      packetsRead(0), halted(false), registryRead(false), strict(false)
 {
+}
+
+void ioReadContext::strictFault(const char* what)
+{
+    if (!good())
+        return;
+    ioPacketType* type = currentPacket() ? currentPacket()->getType() : nullptr;
+    ioPacketFileError("ioPacketFile: Strict reading: packet %d (type '%s') %s.\n", packetsRead,
+                      type ? type->getName() : "", what);
+    setStatus(ioBadData);
 }
 
 namespace {
@@ -412,10 +523,7 @@ void ioReadContext::readFile(ioClientReadContext& client)
     if (!good() || readRegistry() != ioOk)
         return;
     eofType = registry->lookup("packetFile_EOF");
-    pushPacket();
-    while (good() && !halted)
-        readPacket(client);
-    popPacket();
+    readPackets(client);
     // However reading ended, the slots of every object read so far are filled.
     references().fillDefinedSlots();
     if (halted)
@@ -424,6 +532,18 @@ void ioReadContext::readFile(ioClientReadContext& client)
         resolveRemainingReferences(client);
         setStatus(ioOk);
     }
+}
+
+void ioReadContext::readPackets(ioClientReadContext& client)
+{
+    pushPacket();
+    // A host's abort function may throw out of a packet's read: the stack is left as found.
+    struct PacketLevel {
+        ioReadContext& context;
+        ~PacketLevel() { context.popPacket(); }
+    } level{*this};
+    while (good() && !halted)
+        readPacket(client);
 }
 
 ioStatus ioReadContext::readRegistry()
@@ -513,8 +633,14 @@ void ioReadContext::readPacket(ioClientReadContext& client)
     }
     ioPacketType* type = packet->getType();
     if (!type) {
-        ioPacketFileError("ioPacketFile: A packet has the type id %d, which the file's registry "
-                          "does not list (after %d packets).\n", packet->getTypeId(), packetsRead);
+        if (packet->getHeaderFault()) {
+            ioPacketFileError("ioPacketFile: A packet head is damaged: %s (after %d packets).\n",
+                              packet->getHeaderFault(), packetsRead);
+        } else {
+            ioPacketFileError("ioPacketFile: A packet has the type id %d, which the file's "
+                              "registry does not list (after %d packets).\n", packet->getTypeId(),
+                              packetsRead);
+        }
         hintFilters();
         setStatus(ioBadData);
         return;
@@ -536,6 +662,8 @@ void ioReadContext::readPacket(ioClientReadContext& client)
     client.prePacketRead();
     type->read(client);
     client.postPacketRead();
+    if (strict && !packet->bodyConsumed())
+        strictFault("holds values its type does not read (a closing brace may be missing)");
     packet->skipPacket(*this);
     // A failed read (an unsupported type, bad data) has been reported already.
     if (good() && packetReference != 0 && !packetReferenceDefined && packet->getHasReference()) {

@@ -5,6 +5,7 @@
 #include "ioHeader.h"
 
 #include <cstdint>
+#include <vector>
 
 class ioBufferedStream;
 class ioBufferedStreamInput;
@@ -43,6 +44,8 @@ public:
     virtual void leaveSubPacket(ioReadContext& context) = 0;
     virtual void enterChunk(ioReadContext& context) = 0;
     virtual void leaveChunk(ioReadContext& context) = 0;
+    // Whether the values of the packet read last have all been taken (strict reading).
+    virtual bool bodyConsumed() const = 0;
 
     // Ready for the next packet: no type, output on, no reference, no open chunk.
     void reset();
@@ -56,6 +59,16 @@ public:
     void setHasReference(bool on) { hasReference = on; }
     bool isChunkOpen() const { return chunkOpen; }
     void setChunkOpen(bool open) { chunkOpen = open; }
+    // Why the last header read gave no type although the stream is good (null: the id is
+    // simply not in the registry).
+    const char* getHeaderFault() const { return headerFault; }
+
+    // The most bytes one packet may have: its length must fit a 32-bit field.
+    static constexpr int64_t maxPacketSize = INT32_MAX - 16;
+
+    // Writing: the sub-packets and chunks open in this packet, innermost last.
+    enum Scope : char { subPacketScope, chunkScope };
+    std::vector<Scope>& openScopes() { return scopes; }
 
 protected:
     ioPacketType* type;
@@ -63,6 +76,8 @@ protected:
     bool output;
     bool hasReference;
     bool chunkOpen;
+    const char* headerFault;
+    std::vector<Scope> scopes;
 };
 
 // What writing and reading share: the registry, the references, the packet stack and the status.
@@ -93,7 +108,9 @@ public:
 
     // The current packet's type cannot be read by this program: reports it, status ioBadData.
     void invalidPacket();
-    // Reports the packet stack and ends the process through the abort function.
+    // Reports the packet stack and ends the process through the abort function. A host whose
+    // abort function throws gets the exception here; the context is then in status ioBadData
+    // and can be destroyed, and its stream closed, as after any failed read.
     void fatalError();
     // function(slot, extra) for every pointer slot still waiting that type registered (every
     // type when type is null).
@@ -177,10 +194,22 @@ public:
     ioBufferedStreamOutput& getStream() const { return stream; }
     bool isStarted() const { return started; }
 
+protected:
+    // A value writer called outside a packet: reported once, status ioError.
+    void valueOutsidePacket();
+
 private:
+    // A call out of order: reported (once per run of failures), status ioError.
+    void misuse(const char* what);
+    // The open packet, or null after reporting that call needs one.
+    ioPacketFileBuffer* packetFor(const char* call);
+    // Closes the innermost scope of packet.
+    void closeScope(ioPacketFileBuffer* packet);
+
     ioBufferedStreamOutput& stream;
     bool started;
     ioPacketType* stringType;
+    bool ended; // endFile() ran
 };
 
 // Reads a packet file: readFile() dispatches each packet to its type's read().
@@ -259,6 +288,15 @@ public:
     // the packets through them. Stores the kinds pushed, outermost first (ioBuffer::typeCompress,
     // typeChecksum, typeEncrypt), in kinds, up to capacity of them, and returns their number.
     int detectFilters(int* kinds = nullptr, int capacity = 0);
+    // Strict reading: a malformed or out-of-range number, a malformed string, a read past the
+    // end of a packet, or a packet whose values its type does not read to the end (the sign of
+    // a lost closing brace) ends the read with ioBadData and a report naming the packet. Off by
+    // default, so that files other readers accept stay readable.
+    void setStrict(bool on) { strict = on; }
+    bool isStrict() const { return strict; }
+    // A fault found by strict reading in the current packet: reported once, status ioBadData.
+    void strictFault(const char* what);
+
     // Stops readFile after the current packet (status ioHalted).
     void halt() { halted = true; }
     bool isHalted() const { return halted; }
@@ -274,6 +312,7 @@ public:
     ioBufferedStreamInput& getStream() const { return stream; }
 
 private:
+    void readPackets(ioClientReadContext& client);
     void readPacket(ioClientReadContext& client);
     void resolveRemainingReferences(ioClientReadContext& client);
     void reportStreamFailure();
@@ -286,6 +325,7 @@ private:
     int packetsRead;
     bool halted;
     bool registryRead; // readRegistry() ran
+    bool strict;
 };
 
 // The handle through which a packet type's read() reaches the read context. Hosts derive from
@@ -308,8 +348,8 @@ private:
 // A write context of the method over stream, or null for a method this library cannot write.
 QV_BASE_API ioWriteContext* ioWriteContextAlloc(ioBufferedStreamOutput& stream,
                                                  ioWriteMethod method, ioPacketRegistry* registry);
-// Reads the header and returns the matching read context, or null (reported) when the stream
-// holds no usable header or a method this library cannot read.
+// Reads the header and returns the matching read context, or null, without a report, when the
+// stream holds no usable header or a method this library cannot read.
 QV_BASE_API ioReadContext* ioReadContextAlloc(ioBufferedStreamInput& stream,
                                                ioPacketRegistry* registry);
 

@@ -53,16 +53,13 @@ ioWriteContext* ioWriteContextAlloc(ioBufferedStreamOutput& stream, ioWriteMetho
 
 ioReadContext* ioReadContextAlloc(ioBufferedStreamInput& stream, ioPacketRegistry* registry)
 {
+    // Silent on purpose: hosts call this to find out whether a file is a packet file at all.
     ioHeader header;
-    if (!header.readHeader(stream)) {
-        ioPacketFileError("ioPacketFile: The file has no valid packet file header.\n");
+    if (!header.readHeader(stream))
         return nullptr;
-    }
     ioReadMethod method = header.determineReadMethod();
-    if (method < ioReadBinarySameEndian || method > ioReadAsciiDebug) {
-        ioPacketFileError("ioPacketFile: The header names a write method that is not known.\n");
+    if (method < ioReadBinarySameEndian || method > ioReadAsciiDebug)
         return nullptr;
-    }
     ioReadContext* context = readFactories[method](stream);
     if (registry)
         context->associateRegistry(registry);

@@ -4,8 +4,12 @@
 #include "ioPacketType.h"
 #include "internal/ioNumberText.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
+#include <memory>
+#include <vector>
 
 using namespace io::internal;
 
@@ -27,16 +31,51 @@ inline bool needsEscape(char c)
     return escapes.escaped[static_cast<unsigned char>(c)];
 }
 
-// The one buffer of every ASCII reader for the strings it returns. It only ever grows, so a
-// returned pointer shows each later string that fits in it.
-std::string& stringBuffer()
+// The one buffer of every ASCII reader for the strings it returns. A returned pointer shows each
+// later string that fits in it. A longer string moves to a larger block, but the earlier blocks
+// stay allocated, so a pointer handed out before never dangles: it shows the start of the
+// longer string, as much as its block holds.
+class StringArea {
+public:
+    void clear() { length = 0; }
+    void push(char c)
+    {
+        if (length + 1 >= capacity)
+            grow();
+        block[length++] = c;
+    }
+    const char* text()
+    {
+        if (!block)
+            grow();
+        block[length] = '\0';
+        return block;
+    }
+
+private:
+    void grow()
+    {
+        size_t larger = capacity ? 2 * capacity : 4096;
+        std::unique_ptr<char[]> fresh(new char[larger]);
+        if (length)
+            std::memcpy(fresh.get(), block, length);
+        if (block)
+            block[capacity - 1] = '\0'; // the old block shows the new string cut to its size
+        block = fresh.get();
+        capacity = larger;
+        blocks.push_back(std::move(fresh));
+    }
+
+    std::vector<std::unique_ptr<char[]>> blocks;
+    char* block = nullptr;
+    size_t capacity = 0;
+    size_t length = 0;
+};
+
+StringArea& stringArea()
 {
-    static std::string buffer = [] {
-        std::string text;
-        text.reserve(4096);
-        return text;
-    }();
-    return buffer;
+    static StringArea area;
+    return area;
 }
 
 } // namespace
@@ -45,7 +84,7 @@ std::string& stringBuffer()
 
 ioPacketFileAsciiBuffer::ioPacketFileAsciiBuffer()
     : text(new char[initialCapacity]), capacity(initialCapacity), used(0), cursor(0), endIndex(-1),
-      subPacketFlag(false)
+      subPacketFlag(false), tooLarge(false)
 {
     text[0] = '\0';
 }
@@ -58,9 +97,16 @@ ioPacketFileAsciiBuffer::~ioPacketFileAsciiBuffer()
 void ioPacketFileAsciiBuffer::grow(int size)
 {
     int64_t need = static_cast<int64_t>(used) + size;
+    if (need > maxPacketSize) {
+        // No length field could hold it: the text starts over, and the packet is given up.
+        tooLarge = true;
+        used = 0;
+        return;
+    }
     int64_t grown = capacity;
     while (grown <= need)
         grown *= 2;
+    grown = std::min<int64_t>(grown, INT32_MAX);
     char* larger = new char[static_cast<size_t>(grown)];
     std::memcpy(larger, text, static_cast<size_t>(used));
     delete[] text;
@@ -79,6 +125,7 @@ void ioPacketFileAsciiBuffer::append(const char* data, int size)
 void ioPacketFileAsciiBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPacketType* packetType)
 {
     used = 0;
+    tooLarge = false;
     append("{ ", 2);
     char* p = reserve(2 * maxNumberText);
     char* q = formatInteger(p, packetType->getId());
@@ -91,6 +138,12 @@ void ioPacketFileAsciiBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPac
 void ioPacketFileAsciiBuffer::endPacket(ioWriteContext& context)
 {
     append("}\n", 2);
+    if (tooLarge) {
+        ioPacketFileError("ioPacketFile: A packet of type '%s' is larger than a packet can be; it "
+                          "is dropped.\n", type ? type->getName() : "");
+        context.setStatus(ioError);
+        return;
+    }
     if (output)
         context.getStream().writeData(text, used);
 }
@@ -119,6 +172,7 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
 {
     type = nullptr;
     typeId = -1;
+    headerFault = nullptr;
     // Everything before the next "{" is skipped. Well-formed files end with the end-of-file
     // packet and never get here at the end; for truncated ones the scan stops with the stream.
     for (;;) {
@@ -144,6 +198,7 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
     // brace does not end the packet.
     used = 0;
     cursor = 0;
+    tooLarge = false;
     bool closed = false;
     while (!closed) {
         int available = 0;
@@ -188,6 +243,10 @@ int ioPacketFileAsciiBuffer::readPacketHeader(ioReadContext& context, ioBuffered
     endIndex = used - 1;
     if (!input.good())
         return 0;
+    if (tooLarge) {
+        headerFault = "the packet is larger than a packet can be";
+        return 0;
+    }
 
     while (cursor <= endIndex && (text[cursor] == ' ' || text[cursor] == '\n'))
         ++cursor;
@@ -213,7 +272,7 @@ void ioPacketFileAsciiBuffer::skipPacket(ioReadContext&)
     cursor = endIndex + 1;
 }
 
-void ioPacketFileAsciiBuffer::enterSubPacket(ioReadContext&)
+void ioPacketFileAsciiBuffer::enterSubPacket(ioReadContext& context)
 {
     subPacketFlag = false;
     if (cursor > endIndex) {
@@ -223,6 +282,8 @@ void ioPacketFileAsciiBuffer::enterSubPacket(ioReadContext&)
     if (endIndex + 1 - cursor >= 5 && std::memcmp(text + cursor, "\n  [ ", 5) == 0) {
         cursor += 5;
         subPacketFlag = peek() != ']';
+    } else if (context.isStrict()) {
+        context.strictFault("holds no sub-packet where its type reads one");
     }
 }
 
@@ -231,8 +292,10 @@ bool ioPacketFileAsciiBuffer::subPacketHasData() const
     return subPacketFlag;
 }
 
-void ioPacketFileAsciiBuffer::leaveSubPacket(ioReadContext&)
+void ioPacketFileAsciiBuffer::leaveSubPacket(ioReadContext& context)
 {
+    if (context.isStrict() && cursor <= endIndex && text[cursor] != ']')
+        context.strictFault("holds values in a sub-packet that its type does not read");
     // "[" is not counted: the scan ends at the first "]" outside chunks, nested sub-packets
     // included. Files depend on this.
     int depth = 0;
@@ -259,13 +322,18 @@ void ioPacketFileAsciiBuffer::leaveSubPacket(ioReadContext&)
     subPacketFlag = false;
 }
 
-void ioPacketFileAsciiBuffer::enterChunk(ioReadContext&)
+void ioPacketFileAsciiBuffer::enterChunk(ioReadContext& context)
 {
+    if (context.isStrict()
+        && (endIndex + 1 - cursor < 5 || std::memcmp(text + cursor, "\n  < ", 5) != 0))
+        context.strictFault("holds no chunk where its type reads one");
     cursor += 5;
 }
 
-void ioPacketFileAsciiBuffer::leaveChunk(ioReadContext&)
+void ioPacketFileAsciiBuffer::leaveChunk(ioReadContext& context)
 {
+    if (context.isStrict() && cursor <= endIndex && text[cursor] != '>')
+        context.strictFault("holds values in a chunk that its type does not read");
     // Chunks close at the first unescaped ">", whatever opened since: kept as the format has it.
     while (cursor <= endIndex && text[cursor] != '>')
         cursor += text[cursor] == '\\' ? 2 : 1;
@@ -314,51 +382,71 @@ void writeEach(ioWriteContext& ctx, void (ioWriteContext::*write)(Scalar), const
 
 void ioWriteContextAscii::writeBool(bool value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, value ? 1 : 0);
 }
 
 void ioWriteContextAscii::writeChar(char value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, static_cast<int>(static_cast<signed char>(value)));
 }
 
 void ioWriteContextAscii::writeUChar(unsigned char value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, static_cast<int>(value));
 }
 
 void ioWriteContextAscii::writeShort(short value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, static_cast<int>(value));
 }
 
 void ioWriteContextAscii::writeUShort(unsigned short value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, static_cast<unsigned int>(value));
 }
 
 void ioWriteContextAscii::writeInt(int value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, value);
 }
 
 void ioWriteContextAscii::writeUInt(unsigned int value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, value);
 }
 
 void ioWriteContextAscii::writeInt64(int64_t value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, value);
 }
 
 void ioWriteContextAscii::writeUInt64(uint64_t value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendInteger(buffer, value);
 }
 
 void ioWriteContextAscii::writeFloat(float value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (!buffer)
         return;
     char* p = buffer->reserve(maxNumberText + 1);
@@ -370,6 +458,8 @@ void ioWriteContextAscii::writeFloat(float value)
 void ioWriteContextAscii::writeDouble(double value)
 {
     if (!buffer)
+        return valueOutsidePacket();
+    if (!buffer)
         return;
     char* p = buffer->reserve(maxNumberText + 1);
     char* q = formatDouble(p, value);
@@ -379,6 +469,8 @@ void ioWriteContextAscii::writeDouble(double value)
 
 void ioWriteContextAscii::writeCString(const char* text)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (!buffer)
         return;
     if (!text)
@@ -394,61 +486,85 @@ void ioWriteContextAscii::writeCString(const char* text)
 
 void ioWriteContextAscii::writeBoolArray(const bool* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeBool, values, count);
 }
 
 void ioWriteContextAscii::writeCharArray(const char* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeChar, values, count);
 }
 
 void ioWriteContextAscii::writeUCharArray(const unsigned char* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeUChar, values, count);
 }
 
 void ioWriteContextAscii::writeShortArray(const short* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeShort, values, count);
 }
 
 void ioWriteContextAscii::writeUShortArray(const unsigned short* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeUShort, values, count);
 }
 
 void ioWriteContextAscii::writeIntArray(const int* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeInt, values, count);
 }
 
 void ioWriteContextAscii::writeUIntArray(const unsigned int* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeUInt, values, count);
 }
 
 void ioWriteContextAscii::writeInt64Array(const int64_t* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeInt64, values, count);
 }
 
 void ioWriteContextAscii::writeUInt64Array(const uint64_t* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeUInt64, values, count);
 }
 
 void ioWriteContextAscii::writeFloatArray(const float* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeFloat, values, count);
 }
 
 void ioWriteContextAscii::writeDoubleArray(const double* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     writeEach(*this, &ioWriteContext::writeDouble, values, count);
 }
 
 void ioWriteContextAscii::writeRawChar(char c)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (!buffer)
         return;
     if (needsEscape(c))
@@ -506,85 +622,126 @@ template <typename T> void readEach(ioReadContext& ctx, T (ioReadContext::*read)
 
 } // namespace
 
+void ioReadContextAscii::checkNumber(int kind)
+{
+    if (!isStrict() || !buffer)
+        return;
+    if (buffer->atEnd()) {
+        strictFault("has fewer values than its type reads");
+        return;
+    }
+    const char* begin = buffer->cursorText();
+    const char* end = begin;
+    while (end < buffer->bodyEnd() && *end != ' ')
+        ++end;
+    if (isStrictNumber(static_cast<NumberKind>(kind), begin, end))
+        return;
+    static const char* const kindNames[] = {"Bool", "Char", "UChar", "Short", "UShort", "Int",
+                                            "UInt", "Int64", "UInt64", "Float", "Double"};
+    char what[128];
+    std::snprintf(what, sizeof what, "holds the malformed or out-of-range %s value '%.40s'",
+                  kindNames[kind], std::string(begin, end).c_str());
+    strictFault(what);
+}
+
 bool ioReadContextAscii::readBool()
 {
+    checkNumber(static_cast<int>(NumberKind::Bool));
     return readToken(buffer, parseInt32) != 0;
 }
 
 char ioReadContextAscii::readChar()
 {
+    checkNumber(static_cast<int>(NumberKind::Char));
     return static_cast<char>(readToken(buffer, parseInt32));
 }
 
 unsigned char ioReadContextAscii::readUChar()
 {
+    checkNumber(static_cast<int>(NumberKind::UChar));
     return static_cast<unsigned char>(readToken(buffer, parseInt32));
 }
 
 short ioReadContextAscii::readShort()
 {
+    checkNumber(static_cast<int>(NumberKind::Short));
     return static_cast<short>(readToken(buffer, parseInt32));
 }
 
 unsigned short ioReadContextAscii::readUShort()
 {
-    // Called by name: through the slot, a checking context would look for a second tag.
-    return static_cast<unsigned short>(ioReadContextAscii::readShort());
+    checkNumber(static_cast<int>(NumberKind::UShort));
+    return static_cast<unsigned short>(readToken(buffer, parseInt32));
 }
 
 int ioReadContextAscii::readInt()
 {
+    checkNumber(static_cast<int>(NumberKind::Int));
     return readToken(buffer, parseInt32);
 }
 
 unsigned int ioReadContextAscii::readUInt()
 {
+    checkNumber(static_cast<int>(NumberKind::UInt));
     return readToken(buffer, parseUInt32);
 }
 
 int64_t ioReadContextAscii::readInt64()
 {
+    checkNumber(static_cast<int>(NumberKind::Int64));
     return readToken(buffer, parseInt64);
 }
 
 uint64_t ioReadContextAscii::readUInt64()
 {
+    checkNumber(static_cast<int>(NumberKind::UInt64));
     return readToken(buffer, parseUInt64);
 }
 
 float ioReadContextAscii::readFloat()
 {
+    checkNumber(static_cast<int>(NumberKind::Float));
     return narrowToFloat(readToken(buffer, parseDouble));
 }
 
 double ioReadContextAscii::readDouble()
 {
+    checkNumber(static_cast<int>(NumberKind::Double));
     return readToken(buffer, parseDouble);
 }
 
 const char* ioReadContextAscii::readCString()
 {
-    std::string& out = stringBuffer();
+    StringArea& out = stringArea();
     out.clear();
     if (!buffer)
         return nullptr;
+    if (isStrict() && buffer->peek() != '"')
+        strictFault(buffer->atEnd() ? "has fewer values than its type reads"
+                                    : "holds no string where its type reads one");
     while (!buffer->atEnd() && buffer->take() != '"') {
     }
-    if (buffer->atEnd())
+    if (buffer->atEnd()) {
+        if (isStrict())
+            strictFault("holds a string without its closing quote");
         return nullptr;
+    }
     while (!buffer->atEnd()) {
         char c = buffer->take();
         if (c == '"')
             break;
         if (c == '\\')
             c = buffer->take();
-        out.push_back(c);
+        out.push(c);
     }
     // A string whose closing quote is missing, or not followed by its blank, is malformed.
-    if (buffer->atEnd())
+    if (buffer->atEnd()) {
+        if (isStrict())
+            strictFault("holds a string without its closing quote");
         return nullptr;
+    }
     buffer->take(); // the blank after the closing quote
-    return out.c_str();
+    return out.text();
 }
 
 void ioReadContextAscii::readBoolArray(bool* values, int count)

@@ -28,6 +28,9 @@ public:
     void leaveSubPacket(ioReadContext& context) override;
     void enterChunk(ioReadContext& context) override;
     void leaveChunk(ioReadContext& context) override;
+    bool bodyConsumed() const override { return cursor > endIndex; }
+    // Whether the packet outgrew maxPacketSize (it is then dropped, or read as damaged).
+    bool isTooLarge() const { return tooLarge; }
 
     // Writing: appends text to the packet.
     void append(const char* data, int size);
@@ -74,6 +77,7 @@ private:
     int cursor;
     int endIndex;
     bool subPacketFlag;
+    bool tooLarge;
 };
 
 // Writes each value as text followed by a blank.
@@ -164,6 +168,9 @@ public:
     char readRawChar() override;
 
 protected:
+    // In strict mode, whether the token at the cursor is a number of kind (reported if not).
+    void checkNumber(int kind);
+
     ioPacketFileAsciiBuffer* buffer;
 };
 

@@ -54,13 +54,13 @@ template <typename T> inline T fromSwappedBytes(const char* p)
 template <typename T> inline void appendValue(ioPacketFileBinaryBuffer* buffer, T value)
 {
     if (buffer)
-        buffer->append(&value, static_cast<int>(sizeof value));
+        buffer->append(&value, static_cast<int64_t>(sizeof value));
 }
 
 template <typename T> inline void appendArray(ioPacketFileBinaryBuffer* buffer, const T* values, int count)
 {
     if (buffer && values && count > 0)
-        buffer->append(values, static_cast<int>(sizeof(T) * static_cast<size_t>(count)));
+        buffer->append(values, static_cast<int64_t>(sizeof(T)) * count);
 }
 
 } // namespace
@@ -69,7 +69,7 @@ template <typename T> inline void appendArray(ioPacketFileBinaryBuffer* buffer, 
 
 ioPacketFileBinaryBuffer::ioPacketFileBinaryBuffer()
     : bytes(new char[initialCapacity]), capacity(initialCapacity), position(0), limit(0),
-      bodyLength(0), overrun(false)
+      bodyLength(0), overrun(false), tooLarge(false)
 {
 }
 
@@ -81,6 +81,12 @@ ioPacketFileBinaryBuffer::~ioPacketFileBinaryBuffer()
 void ioPacketFileBinaryBuffer::grow(int size)
 {
     int64_t need = static_cast<int64_t>(position) + size;
+    if (need > maxPacketSize) {
+        // Small values at the very limit: the packet is given up and its bytes start over.
+        tooLarge = true;
+        position = 0;
+        return;
+    }
     int64_t grown = capacity;
     while (grown < need)
         grown *= 2;
@@ -112,7 +118,9 @@ void ioPacketFileBinaryBuffer::popFrame()
 void ioPacketFileBinaryBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPacketType* packetType)
 {
     position = 0;
+    tooLarge = false;
     frames.clear();
+    enclosingSubPackets.clear();
     int32_t head[3] = {packetType->getId(), hasObject ? 1 : 0, 0};
     append(head, static_cast<int>(sizeof head));
     pushFrame(0);
@@ -121,6 +129,12 @@ void ioPacketFileBinaryBuffer::beginPacket(ioWriteContext&, bool hasObject, ioPa
 void ioPacketFileBinaryBuffer::endPacket(ioWriteContext& context)
 {
     popFrame();
+    if (tooLarge) {
+        ioPacketFileError("ioPacketFile: A packet of type '%s' is larger than a packet can be; it "
+                          "is dropped.\n", type ? type->getName() : "");
+        context.setStatus(ioError);
+        return;
+    }
     int32_t body = position - 12;
     std::memcpy(bytes + 8, &body, sizeof body);
     if (output)
@@ -130,6 +144,8 @@ void ioPacketFileBinaryBuffer::endPacket(ioWriteContext& context)
 void ioPacketFileBinaryBuffer::beginSubPacket(ioWriteContext& context)
 {
     appendByte(subPacketMarker);
+    // An enclosing sub-packet of the same frame waits here for its own length.
+    enclosingSubPackets.push_back(frames.back().subPacketLengthPosition);
     frames.back().subPacketLengthPosition = position;
     context.writeInt(0);
 }
@@ -144,7 +160,14 @@ void ioPacketFileBinaryBuffer::patchLength(ioWriteContext& context, int lengthPo
 
 void ioPacketFileBinaryBuffer::endSubPacket(ioWriteContext& context)
 {
-    patchLength(context, frames.back().subPacketLengthPosition);
+    Frame& top = frames.back();
+    patchLength(context, top.subPacketLengthPosition);
+    // Sub-packets and chunks nest properly (the write context sees to it), so the position
+    // saved last belongs to the sub-packet that encloses this one, if any.
+    if (!enclosingSubPackets.empty()) {
+        top.subPacketLengthPosition = enclosingSubPackets.back();
+        enclosingSubPackets.pop_back();
+    }
 }
 
 void ioPacketFileBinaryBuffer::beginChunk(ioWriteContext& context)
@@ -189,13 +212,19 @@ int ioPacketFileBinaryBuffer::readPacketHeader(ioReadContext& context, ioBuffere
     int hasObject = reader.readRawInt();
     int length = reader.readRawInt();
     type = nullptr;
+    headerFault = nullptr;
     frames.clear();
+    enclosingSubPackets.clear();
     position = 0;
     limit = 0;
     bodyLength = 0;
     overrun = false;
-    if (!input.good() || typeId < 0 || length < 0)
+    if (!input.good())
         return 0;
+    if (typeId < 0 || length < 0) {
+        headerFault = typeId < 0 ? "its type id is negative" : "its body length is negative";
+        return 0;
+    }
     type = context.lookupType(typeId);
     if (!readBody(input, length)) {
         type = nullptr;
@@ -226,6 +255,9 @@ void ioPacketFileBinaryBuffer::enterSubPacket(ioReadContext& context)
 {
     if (frames.empty())
         return;
+    // The sub-packet that encloses this one in the same frame is resumed when this one is left.
+    enclosingSubPackets.push_back(frames.back().subPacketEnd);
+    enclosingSubPackets.push_back(frames.back().subPacketFlag ? 1 : 0);
     if (position < limit) {
         take(1); // the marker, not checked
         int end = readRegionEnd(context);
@@ -245,8 +277,17 @@ bool ioPacketFileBinaryBuffer::subPacketHasData() const
 
 void ioPacketFileBinaryBuffer::leaveSubPacket(ioReadContext&)
 {
-    if (!frames.empty() && frames.back().subPacketFlag)
-        position = frames.back().subPacketEnd;
+    if (frames.empty())
+        return;
+    Frame& top = frames.back();
+    if (top.subPacketFlag)
+        position = top.subPacketEnd;
+    if (enclosingSubPackets.size() >= 2) {
+        top.subPacketFlag = enclosingSubPackets.back() != 0;
+        enclosingSubPackets.pop_back();
+        top.subPacketEnd = enclosingSubPackets.back();
+        enclosingSubPackets.pop_back();
+    }
 }
 
 void ioPacketFileBinaryBuffer::enterChunk(ioReadContext& context)
@@ -286,73 +327,99 @@ void ioWriteContextBinary::setPacketBuffer(ioPacketFileBuffer* packet)
 
 void ioWriteContextBinary::writeBool(bool value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (buffer)
         buffer->appendByte(value ? 1 : 0);
 }
 
 void ioWriteContextBinary::writeChar(char value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (buffer)
         buffer->appendByte(value);
 }
 
 void ioWriteContextBinary::writeUChar(unsigned char value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (buffer)
         buffer->appendByte(static_cast<char>(value));
 }
 
 void ioWriteContextBinary::writeShort(short value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeUShort(unsigned short value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeInt(int value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeUInt(unsigned int value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeInt64(int64_t value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeUInt64(uint64_t value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeFloat(float value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeDouble(double value)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendValue(buffer, value);
 }
 
 void ioWriteContextBinary::writeCString(const char* text)
 {
     if (!buffer)
+        return valueOutsidePacket();
+    if (!buffer)
         return;
     if (!text)
         text = "";
-    buffer->append(text, static_cast<int>(std::strlen(text)) + 1);
+    buffer->append(text, static_cast<int64_t>(std::strlen(text)) + 1);
 }
 
 void ioWriteContextBinary::writeBoolArray(const bool* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     // A derived context may mark each value in writeBool, so it sees every element; this
     // class itself stores the bytes in one pass.
     if (typeid(*this) != typeid(ioWriteContextBinary)) {
@@ -362,6 +429,8 @@ void ioWriteContextBinary::writeBoolArray(const bool* values, int count)
     }
     if (!buffer || count < 1)
         return;
+    if (!buffer->fits(count))
+        return;
     char* out = buffer->reserve(count);
     for (int i = 0; i < count; ++i)
         out[i] = values[i] ? 1 : 0;
@@ -370,56 +439,78 @@ void ioWriteContextBinary::writeBoolArray(const bool* values, int count)
 
 void ioWriteContextBinary::writeCharArray(const char* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeUCharArray(const unsigned char* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeShortArray(const short* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeUShortArray(const unsigned short* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeIntArray(const int* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeUIntArray(const unsigned int* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeInt64Array(const int64_t* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeUInt64Array(const uint64_t* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeFloatArray(const float* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeDoubleArray(const double* values, int count)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     appendArray(buffer, values, count);
 }
 
 void ioWriteContextBinary::writeRawChar(char c)
 {
+    if (!buffer)
+        return valueOutsidePacket();
     if (buffer)
         buffer->appendByte(c);
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <deque>
+#include <vector>
 
 // One packet of the binary encoding: type id, hasObject and body length as 32-bit integers in
 // the writer's byte order, then the body. Sub-packets are "," and chunks "." followed by a length
@@ -45,13 +46,27 @@ public:
     void leaveSubPacket(ioReadContext& context) override;
     void enterChunk(ioReadContext& context) override;
     void leaveChunk(ioReadContext& context) override;
+    bool bodyConsumed() const override { return frames.empty() || position >= bodyLength; }
 
-    // Writing: size bytes at the position, which then moves past them.
-    void append(const void* data, int size)
+    // Writing: size bytes at the position, which then moves past them (nothing when the packet
+    // would outgrow maxPacketSize).
+    void append(const void* data, int64_t size)
     {
-        std::memcpy(reserve(size), data, static_cast<size_t>(size));
-        position += size;
+        if (!fits(size))
+            return;
+        std::memcpy(reserve(static_cast<int>(size)), data, static_cast<size_t>(size));
+        position += static_cast<int>(size);
     }
+    // Whether size more bytes keep the packet within maxPacketSize; if not, the packet is marked
+    // too large, to be dropped at its end.
+    bool fits(int64_t size)
+    {
+        if (size <= maxPacketSize - position)
+            return true;
+        tooLarge = true;
+        return false;
+    }
+    bool isTooLarge() const { return tooLarge; }
     void appendByte(char c)
     {
         *reserve(1) = c;
@@ -107,9 +122,13 @@ private:
     int capacity;
     int position;
     std::deque<Frame> frames;
+    // What open sub-packets replaced in their frame (writing: the length position; reading: the
+    // end and the flag), so that nested sub-packets each keep their own.
+    std::vector<int> enclosingSubPackets;
     int limit;      // region end of the top frame while reading
     int bodyLength; // reading
     bool overrun;
+    bool tooLarge; // writing
 };
 
 // Copies each value's bytes into the packet in this machine's byte order.

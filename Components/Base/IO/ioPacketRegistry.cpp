@@ -1,6 +1,7 @@
 #include "ioPacketRegistry.h"
 
 #include "ioBufferedStream.h"
+#include "ioContext.h"
 #include "ioPacketType.h"
 
 #include <cstdio>
@@ -27,6 +28,7 @@ public:
     // Numbered types: a type's id is its index here.
     std::vector<ioPacketType*> byId;
     std::string problem;
+    std::string refused;
 
     void add(ioPacketType* type)
     {
@@ -55,10 +57,45 @@ void ioPacketRegistry::init()
     initialized = true;
 }
 
+namespace {
+
+// Why a name cannot travel in a registry line "%4d %s\n" that the reader takes apart with
+// "%d %s" from at most 89 characters, or null when it can.
+const char* nameProblem(const char* name, int id)
+{
+    if (!*name)
+        return "the name is empty";
+    if (*name == '@')
+        return "a name beginning with \"@\" would end the registry";
+    for (const char* p = name; *p; ++p)
+        if (*p == ' ' || (*p >= '\t' && *p <= '\r'))
+            return "the name holds white space";
+    char number[16];
+    int digits = std::snprintf(number, sizeof number, "%4d", id);
+    if (digits + 1 + std::strlen(name) + 1 > static_cast<size_t>(ioPacketRegistry::maxLineLength))
+        return "the name is too long for a registry line";
+    return nullptr;
+}
+
+} // namespace
+
 void ioPacketRegistry::supportedType(ioPacketType* type)
 {
     if (!type)
         return;
+    int id = reading ? 0 : static_cast<int>(impl->byId.size());
+    const char* problem = nameProblem(type->getName(), id);
+    if (!problem && lookup(type->getName()))
+        problem = "a type of that name is registered already";
+    if (problem) {
+        // Kept (the registry owns what it is given) but never named or numbered.
+        impl->owned.emplace_back(type);
+        ioPacketFileError("ioPacketFile: The packet type '%.100s' is refused: %s.\n",
+                          type->getName(), problem);
+        if (impl->refused.empty())
+            impl->refused = std::string("'") + type->getName() + "': " + problem;
+        return;
+    }
     impl->add(type);
     if (!reading) {
         type->id = static_cast<int>(impl->byId.size());
@@ -136,4 +173,9 @@ ioStatus ioPacketRegistry::readRegistry(ioBufferedStreamInput& stream)
 const char* ioPacketRegistry::readProblem() const
 {
     return impl->problem.c_str();
+}
+
+const char* ioPacketRegistry::refusal() const
+{
+    return impl->refused.c_str();
 }

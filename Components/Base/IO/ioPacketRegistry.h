@@ -21,7 +21,10 @@ public:
 
     // Adds the built-in types, then the host's; later calls do nothing.
     void init();
-    // Adds a type; the registry owns it from now on.
+    // Adds a type; the registry owns it from now on. A type whose name the file's registry
+    // cannot carry (empty, with white space, beginning with "@", too long for a registry line,
+    // or already registered) is refused with a report: it is neither named nor numbered, and a
+    // write context refuses to start a file with this registry (see refusal()).
     void supportedType(ioPacketType* type);
 
     ioPacketType* lookup(const char* name) const;
@@ -35,6 +38,11 @@ public:
     ioStatus readRegistry(ioBufferedStreamInput& stream);
     // Why the last readRegistry failed ("" after success).
     const char* readProblem() const;
+    // Why supportedType() refused a type ("" when it refused none).
+    const char* refusal() const;
+
+    // Longest line of the file's registry that a reader takes whole, newline included.
+    static constexpr int maxLineLength = 89;
 
     bool isReading() const { return reading; }
 

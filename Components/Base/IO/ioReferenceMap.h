@@ -21,7 +21,7 @@ public:
 
     // The number of an object, or 0 when it has none.
     virtual int referenceOf(const void* object) const = 0;
-    // Gives an object the next free number.
+    // Gives an object the next free number: one that no define() or use() has taken.
     virtual int newReference(const void* object) = 0;
     // Binds number to object, defined by a packet of type. A synonym binds a further object
     // to a number that keeps its first object. Slots that waited for an earlier binding of the

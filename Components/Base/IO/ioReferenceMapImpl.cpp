@@ -76,6 +76,10 @@ int ioReferenceMapImpl::referenceOf(const void* object) const
 
 int ioReferenceMapImpl::newReference(const void* object)
 {
+    // Numbers the writer took explicitly are not free: giving one of them away as well would
+    // define it twice, and the file would link the wrong objects.
+    for (Entry taken = find(nextNumber); taken && (*taken.flags & known); taken = find(nextNumber))
+        ++nextNumber;
     int number = nextNumber++;
     indexDefinedObjects();
     numbers.set(object, number);

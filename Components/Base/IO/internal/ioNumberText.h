@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
+#include <string>
 
 namespace io {
 namespace internal {
@@ -155,6 +156,67 @@ inline float narrowToFloat(double value)
     if (value <= -limit)
         return -std::numeric_limits<float>::infinity();
     return static_cast<float>(value);
+}
+
+// The value kinds of the packet files, for the strict checks below.
+enum class NumberKind { Bool, Char, UChar, Short, UShort, Int, UInt, Int64, UInt64, Float, Double };
+
+// Whether the token [begin, end) is a number of kind as a writer of packet files could have
+// written it: integers an optional "-" and decimal digits within the kind's range (a Char is
+// a Bool is 0 or 1); reals
+// a decimal number that is finite in the kind's precision, or "inf", "-inf", "nan", "-nan".
+// Nothing else may stand in the token. The strict readers and the file checker share it, so
+// that they never disagree about a number.
+inline bool isStrictNumber(NumberKind kind, const char* begin, const char* end)
+{
+    if (begin >= end)
+        return false;
+    if (kind == NumberKind::Float || kind == NumberKind::Double) {
+        const char* p = begin;
+        bool negative = *p == '-';
+        if (negative)
+            ++p;
+        size_t rest = static_cast<size_t>(end - p);
+        if ((rest == 3 && (std::char_traits<char>::compare(p, "inf", 3) == 0
+                           || std::char_traits<char>::compare(p, "nan", 3) == 0)))
+            return true;
+        if (p == end || !((*p >= '0' && *p <= '9') || *p == '.'))
+            return false;
+        double value = 0.0;
+        std::from_chars_result r = std::from_chars(p, end, value, std::chars_format::general);
+        if (r.ec != std::errc() || r.ptr != end)
+            return false;
+        if (kind == NumberKind::Float) {
+            float narrowed = narrowToFloat(value);
+            return narrowed - narrowed == 0.0f; // finite
+        }
+        return true;
+    }
+    const char* p = begin;
+    bool negative = *p == '-';
+    if (negative)
+        ++p;
+    if (p == end)
+        return false;
+    for (const char* q = p; q < end; ++q)
+        if (*q < '0' || *q > '9')
+            return false;
+    ParsedInteger n = parseInteger(p, end);
+    if (n.overflow)
+        return false;
+    uint64_t lowest = 0, highest = 0; // magnitudes allowed below and above zero
+    switch (kind) {
+    case NumberKind::Bool: highest = 1; break;
+    case NumberKind::Char: lowest = 128; highest = 127; break;
+    case NumberKind::UChar: highest = 255; break;
+    case NumberKind::Short: lowest = 32768; highest = 32767; break;
+    case NumberKind::UShort: highest = 65535; break;
+    case NumberKind::Int: lowest = 2147483648ull; highest = 2147483647ull; break;
+    case NumberKind::UInt: highest = 4294967295ull; break;
+    case NumberKind::Int64: lowest = 9223372036854775808ull; highest = 9223372036854775807ull; break;
+    default: highest = UINT64_MAX; break;
+    }
+    return negative ? n.magnitude <= lowest : n.magnitude <= highest;
 }
 
 } // namespace internal

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -69,8 +70,6 @@ TEST(ErrorCodes, EveryListedMessageCarriesItsCode)
     };
     std::vector<Row> table = {
         {1, "Bad time string", [] { return qvUtil::Interval("1:00"), Error(); }},
-        {1, "CreateProcess() failed: ",
-         [&] { return processes->runProcess({CString(notAProgram.c_str())}, exitCode); }},
         {2, "no executable specified", [&] { return processes->findProgram(CString(""), found); }},
         {2, "cannot wait for a stopped thread", [] { return qvThread::Thread(&nothing, nullptr).wait(); }},
         {2, "qvTCP::Address: port number is missing",
@@ -91,6 +90,12 @@ TEST(ErrorCodes, EveryListedMessageCarriesItsCode)
         {3, "qv-no-such-program: program not found.",
          [&] { return processes->findProgram(CString("qv-no-such-program"), found); }},
     };
+    // qemu's user-mode emulation (the big-endian test run sets QVBASE_EMULATED) runs a spawned
+    // child as a forked process, so a failed exec shows as exit status 127, not as an error.
+    if (!std::getenv("QVBASE_EMULATED")) {
+        table.push_back({1, "CreateProcess() failed: ",
+                         [&] { return processes->runProcess({CString(notAProgram.c_str())}, exitCode); }});
+    }
     if (!noLinks) {
         table.push_back({14, "An I/O problem has occurred", [&] {
                              std::unique_ptr<qvOS::File> looped(

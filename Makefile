@@ -2,6 +2,7 @@
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
+FUZZ_JOBS ?= 1
 
 .PHONY: all test test-windows test-win64 test-bigendian test-exchange test-asan test-tsan bench fuzz install run clean
 
@@ -68,7 +69,7 @@ fuzz:
 	.ci/install-deps.sh clang libclang-rt-14-dev || [ $$? = 1 ]
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
-	fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+	FUZZ_JOBS=$(FUZZ_JOBS) fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
 
 install: all
 	cmake --install build/default --prefix $(PREFIX)

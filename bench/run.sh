@@ -1,14 +1,18 @@
 #!/usr/bin/env bash
 # Runs every benchmark program in the build folder, then prints one table: per case the median
-# of the library ("<case>/qv") and of its anchor ("<case>/anchor") measured in the same run,
-# their ratio, and the goal from bench/goals.txt.
-#   BENCH_REPETITIONS  repetitions per case (default 5; a full run takes about 15 minutes)
+# of the paired ratios of the library ("<case>/qv") to its anchor ("<case>/anchor"), their
+# spread, the goal from bench/goals.txt, and the change since the previous run's table.
+#   BENCH_REPETITIONS  rounds per program (default 12); each round runs every case of the
+#                      program once, in a random order, so a case and its anchor share a round.
+#   BENCH_MIN_TIME     seconds each case runs per round (default 0.2)
 set -euo pipefail
 build=${1:-build/bench}
-reps=${BENCH_REPETITIONS:-5}
+reps=${BENCH_REPETITIONS:-12}
+min_time=${BENCH_MIN_TIME:-0.2}
 here=$(dirname "$0")
 shopt -s nullglob
 status=0
+start=$SECONDS
 # The JSON reports stay in the build folder for a closer look.
 reports="$build/reports"
 mkdir -p "$reports"
@@ -17,13 +21,15 @@ for program in "$build"/bench/*_bench; do
   name=$(basename "$program")
   json="$reports/$name.json"
   echo "running $name ..." >&2
-  # Interleaved repetitions: a busy machine then slows a case and its anchor alike.
   "$program" --benchmark_repetitions="$reps" --benchmark_enable_random_interleaving=true \
-             --benchmark_report_aggregates_only=true \
+             --benchmark_min_time="$min_time" \
              --benchmark_format=json --benchmark_out="$json" --benchmark_out_format=json >/dev/null \
     || { echo "$name failed" >&2; status=1; }
   [ -s "$json" ] && args+=("$name=$json")
 done
 echo
-python3 "$here/ratios.py" "$here/goals.txt" "${args[@]}"
+python3 "$here/ratios.py" "$here/goals.txt" --previous "$reports/table.json" \
+        --save "$reports/table.json" "${args[@]}"
+echo "The table took $(( (SECONDS - start) / 60 )) min $(( (SECONDS - start) % 60 )) s" \
+     "($reps rounds of ${min_time} s per case)."
 exit $status

@@ -2,6 +2,8 @@
 #include "qvTCPServer.h"
 #include "qvTCPSocket.h"
 
+#include "benchPin.h"
+
 #include <benchmark/benchmark.h>
 
 #include <arpa/inet.h>
@@ -109,6 +111,7 @@ struct PlainPair {
 
 void bulkQv(benchmark::State& state)
 {
+    qvBench::PinToOneCpu pin; // the partner thread inherits the one CPU
     QvPair pair;
     long long total = bulkBytes();
     std::vector<char> out(chunk, 'q'), in(chunk);
@@ -127,6 +130,7 @@ void bulkQv(benchmark::State& state)
 
 void bulkAnchor(benchmark::State& state)
 {
+    qvBench::PinToOneCpu pin; // the partner thread inherits the one CPU
     PlainPair pair;
     long long total = bulkBytes();
     std::vector<char> out(chunk, 'q'), in(chunk);
@@ -147,6 +151,7 @@ void bulkAnchor(benchmark::State& state)
 
 void roundTripQv(benchmark::State& state)
 {
+    qvBench::PinToOneCpu pin; // the partner thread inherits the one CPU
     QvPair pair;
     std::thread echo([&] {
         qvString::CString s;
@@ -165,6 +170,7 @@ void roundTripQv(benchmark::State& state)
 
 void roundTripAnchor(benchmark::State& state)
 {
+    qvBench::PinToOneCpu pin; // the partner thread inherits the one CPU
     PlainPair pair;
     std::thread echo([&] {
         char buffer[2 + 65535];

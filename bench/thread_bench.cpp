@@ -2,6 +2,8 @@
 #include "qvThreadCondition.h"
 #include "qvThreadMutex.h"
 
+#include "benchPin.h"
+
 #include <benchmark/benchmark.h>
 
 #include <condition_variable>
@@ -29,9 +31,10 @@ void mutexAnchor(benchmark::State& state)
     }
 }
 
-// Two threads hand a turn back and forth; one iteration is one round trip.
+// Two threads hand a turn back and forth on one CPU; one iteration is one round trip.
 void pingPongQv(benchmark::State& state)
 {
+    qvBench::PinToOneCpu pin; // the partner thread inherits the one CPU
     qvThread::Condition condition;
     int turn = 0;
     bool stop = false;
@@ -66,6 +69,7 @@ void pingPongQv(benchmark::State& state)
 
 void pingPongAnchor(benchmark::State& state)
 {
+    qvBench::PinToOneCpu pin; // the partner thread inherits the one CPU
     std::mutex mutex;
     std::condition_variable condition;
     int turn = 0;

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <random>
 #include <set>
@@ -34,11 +35,18 @@ std::set<std::string> entriesOf(const std::string& dir)
 }
 
 // A whole save of scene as a program should make it; ioOk only when the stream closed good.
+// writeBehind -1 keeps the stream's own choice; replacing: openFileReplacing, else openFile.
 ioStatus saveScene(const qvTest::Scene& scene, const std::string& path, ioWriteMethod method,
-                   const std::vector<ioTest::Filter>& filters)
+                   const std::vector<ioTest::Filter>& filters, int writeBehind = -1,
+                   bool replacing = true)
 {
     ioBufferedStreamOutput out;
-    out.openFileReplacing(path.c_str());
+    if (writeBehind >= 0)
+        out.setWriteBehind(writeBehind);
+    if (replacing)
+        out.openFileReplacing(path.c_str());
+    else
+        out.openFile(path.c_str());
     if (!out.good())
         return ioOpenFailed;
     ioStatus status = qvTest::writeScene(scene, out, method,
@@ -116,6 +124,72 @@ TEST(ReplacingSave, TheOldFileStaysUntilACloseThatFoundEveryWriteDone)
 // method and filter, fails in turn each way. Failures end in a status, with the previous file
 // intact after a failed save and never a wrong scene read back as good; interruptions and short
 // counts are retried to success.
+// Write-behind changes how many system writes a save makes, never its bytes, and a failure of
+// the writes it holds back is reported by the flush or close that makes them.
+TEST(WriteBehind, SavesTheSameBytesInFewerWritesAndReportsAFullDiskWhenItWrites)
+{
+    const qvTest::Scene scene = qvTest::makeScene({300, 7, 5, 0});
+    using F = ioTest::Filter;
+    qvTest::TempDir dir;
+    for (int m = 0; m < 4; ++m) {
+        for (const std::vector<F>& filters : {std::vector<F>{}, {F::checksum, F::compress, F::encrypt}}) {
+            const auto method = static_cast<ioWriteMethod>(m);
+            SCOPED_TRACE("method " + std::to_string(m) + ", filters " + std::to_string(filters.size()));
+            ASSERT_EQ(saveScene(scene, dir.file("plain"), method, filters, 0, false), ioOk);
+            const std::string bytes = qvTest::readFileBytes(dir.file("plain"));
+            // Area sizes below, at and across the 4096-byte areas handed down, and the default
+            // of a replacing save.
+            for (int size : {-1, 1, 4095, 4096, 4097, 3 * 4096 + 100, 1 << 20}) {
+                ASSERT_EQ(saveScene(scene, dir.file("behind"), method, filters, size, size < 0), ioOk);
+                EXPECT_TRUE(qvTest::readFileBytes(dir.file("behind")) == bytes) << "size " << size;
+            }
+        }
+    }
+
+    // Fewer system calls: one write per 64 KiB instead of one per 4096 bytes.
+    const std::string bytes = ioTest::randomData(300000, 3);
+    long calls[2];
+    for (int behind : {0, 1}) {
+        ioBufferedStreamOutput out;
+        out.setWriteBehind(behind ? 1 << 16 : 0);
+        out.openFile(dir.file("calls").c_str());
+        io::internal::injectFdFault(0, FdFault::ioError);
+        for (size_t at = 0; at < bytes.size(); at += 1000)
+            out.writeData(bytes.data() + at, static_cast<int>(std::min<size_t>(1000, bytes.size() - at)));
+        out.flush();
+        calls[behind] = io::internal::fdCallCount();
+        out.close();
+        EXPECT_TRUE(out.good());
+        EXPECT_TRUE(qvTest::readFileBytes(dir.file("calls")) == bytes);
+    }
+    EXPECT_EQ(calls[0], 74); // 73 full areas and the rest
+    EXPECT_EQ(calls[1], 5);  // 4 full write-behind areas and the rest
+
+    // The write that fails is made by flush() or close(), and they say so.
+    for (bool byClose : {false, true}) {
+        ioBufferedStreamOutput out;
+        out.setWriteBehind(1 << 16);
+        out.openFile(dir.file("full").c_str());
+        out.writeData(bytes.data(), 10000);
+        EXPECT_TRUE(out.good()); // held back so far
+        io::internal::injectFdFault(1, FdFault::noSpace);
+        if (!byClose)
+            out.flush();
+        out.close();
+        io::internal::injectFdFault(0, FdFault::noSpace);
+        EXPECT_EQ(out.getStatus(), ioStreamNoSpace) << (byClose ? "close" : "flush");
+    }
+    if (std::ifstream("/dev/full")) {
+        ioBufferedStreamOutput full;
+        full.setWriteBehind(1 << 16);
+        full.openFile("/dev/full");
+        full.writeString("some bytes");
+        EXPECT_TRUE(full.good());
+        full.close();
+        EXPECT_EQ(full.getStatus(), ioStreamNoSpace);
+    }
+}
+
 TEST(FaultInjection, EveryFailingCallOfASaveOrALoadEndsInAnHonestStatus)
 {
     // Big enough for several writes of the descriptor layer, small enough to be quick.
@@ -130,46 +204,51 @@ TEST(FaultInjection, EveryFailingCallOfASaveOrALoadEndsInAnHonestStatus)
     const std::string path = dir.file("scene.qv");
     for (int m = 0; m < 4; ++m) {
         for (size_t f = 0; f < filterSets.size(); ++f) {
-            SCOPED_TRACE(std::string(methodNames[m]) + ", " + filterNames[f]);
-            const auto method = static_cast<ioWriteMethod>(m);
-            const std::vector<F>& filters = filterSets[f];
-            ASSERT_EQ(saveScene(previous, dir.file("old.qv"), method, filters), ioOk);
-            const std::string oldBytes = qvTest::readFileBytes(dir.file("old.qv"));
-            fs::remove(dir.file("old.qv"));
-            // The calls that a clean save and a clean load make.
-            io::internal::injectFdFault(0, FdFault::ioError);
-            ASSERT_EQ(saveScene(scene, path, method, filters), ioOk);
-            const long saveCalls = io::internal::fdCallCount();
-            const std::string newBytes = qvTest::readFileBytes(path);
-            qvTest::Scene clean;
-            io::internal::injectFdFault(0, FdFault::ioError);
-            ASSERT_EQ(loadScene(clean, path, filters), ioOk);
-            const long loadCalls = io::internal::fdCallCount();
-            int failed[2] = {0, 0};
-            for (FdFault fault : {FdFault::ioError, FdFault::noSpace, FdFault::interrupted, FdFault::shortCount}) {
-                const bool retried = fault == FdFault::interrupted || fault == FdFault::shortCount;
-                for (long call = 1; call <= saveCalls + loadCalls; ++call) {
-                    const bool saving = call <= saveCalls;
-                    qvTest::writeFileBytes(path, saving ? oldBytes : newBytes);
-                    qvTest::Scene copy;
-                    io::internal::injectFdFault(saving ? call : call - saveCalls, fault);
-                    const ioStatus status = saving ? saveScene(scene, path, method, filters)
-                                                   : loadScene(copy, path, filters);
-                    io::internal::injectFdFault(0, fault);
-                    failed[saving ? 0 : 1] += status != ioOk;
-                    EXPECT_TRUE(status == ioOk || !retried) << "call " << call << " not retried";
-                    if (saving) {
-                        EXPECT_TRUE(qvTest::readFileBytes(path) == (status == ioOk ? newBytes : oldBytes))
-                            << "call " << call;
-                        ASSERT_EQ(entriesOf(dir.path()).size(), 1u) << "call " << call; // no leftovers
-                    } else if (status == ioOk) {
-                        EXPECT_EQ(qvTest::compareScenes(scene, copy), "") << "call " << call;
+            // Each area written through (many small writes), and the save's own write-behind.
+            for (int behind : {0, -1}) {
+                SCOPED_TRACE(std::string(methodNames[m]) + ", " + filterNames[f] +
+                             (behind ? ", write-behind" : ""));
+                const auto method = static_cast<ioWriteMethod>(m);
+                const std::vector<F>& filters = filterSets[f];
+                ASSERT_EQ(saveScene(previous, dir.file("old.qv"), method, filters, behind), ioOk);
+                const std::string oldBytes = qvTest::readFileBytes(dir.file("old.qv"));
+                fs::remove(dir.file("old.qv"));
+                // The calls that a clean save and a clean load make.
+                io::internal::injectFdFault(0, FdFault::ioError);
+                ASSERT_EQ(saveScene(scene, path, method, filters, behind), ioOk);
+                const long saveCalls = io::internal::fdCallCount();
+                const std::string newBytes = qvTest::readFileBytes(path);
+                qvTest::Scene clean;
+                io::internal::injectFdFault(0, FdFault::ioError);
+                ASSERT_EQ(loadScene(clean, path, filters), ioOk);
+                const long loadCalls = io::internal::fdCallCount();
+                int failed[2] = {0, 0};
+                for (FdFault fault : {FdFault::ioError, FdFault::noSpace, FdFault::interrupted, FdFault::shortCount}) {
+                    const bool retried = fault == FdFault::interrupted || fault == FdFault::shortCount;
+                    for (long call = 1; call <= saveCalls + loadCalls; ++call) {
+                        const bool saving = call <= saveCalls;
+                        qvTest::writeFileBytes(path, saving ? oldBytes : newBytes);
+                        qvTest::Scene copy;
+                        io::internal::injectFdFault(saving ? call : call - saveCalls, fault);
+                        const ioStatus status = saving ? saveScene(scene, path, method, filters, behind)
+                                                       : loadScene(copy, path, filters);
+                        io::internal::injectFdFault(0, fault);
+                        failed[saving ? 0 : 1] += status != ioOk;
+                        EXPECT_TRUE(status == ioOk || !retried) << "call " << call << " not retried";
+                        if (saving) {
+                            EXPECT_TRUE(qvTest::readFileBytes(path) == (status == ioOk ? newBytes : oldBytes))
+                                << "call " << call;
+                            ASSERT_EQ(entriesOf(dir.path()).size(), 1u) << "call " << call; // no leftovers
+                        } else if (status == ioOk) {
+                            EXPECT_EQ(qvTest::compareScenes(scene, copy), "") << "call " << call;
+                        }
                     }
                 }
+                std::cout << "[ faults   ] " << methodNames[m] << ", " << filterNames[f]
+                          << (behind ? ", write-behind" : "") << ": save "
+                          << saveCalls << " calls x 4 ways, " << failed[0] << " failed; load "
+                          << loadCalls << " calls x 4 ways, " << failed[1] << " failed\n";
             }
-            std::cout << "[ faults   ] " << methodNames[m] << ", " << filterNames[f] << ": save "
-                      << saveCalls << " calls x 4 ways, " << failed[0] << " failed; load "
-                      << loadCalls << " calls x 4 ways, " << failed[1] << " failed\n";
         }
     }
 }

@@ -19,6 +19,8 @@ ioBuffer::~ioBuffer()
 
 void ioBuffer::finish() {}
 
+void ioBuffer::drain() {}
+
 void ioBuffer::fill()
 {
     if (!good())
@@ -45,6 +47,7 @@ void ioBuffer::flush()
 void ioBuffer::flushChain()
 {
     flush();
+    drain();
     if (next) {
         next->flushChain();
         promoteStatus(true);
@@ -157,6 +160,7 @@ void ioBufferFD::abandon()
 {
     if (temporary.empty())
         return;
+    behindCount = 0;
     if (fd >= 0)
         io::internal::fdClose(fd);
     fd = -1;
@@ -204,6 +208,7 @@ void ioBufferFD::open(const char* path)
     fd = opened;
     ownsFd = true;
     aheadPosition = aheadCount = 0;
+    behindCount = 0;
 }
 
 void ioBufferFD::attach(int descriptor)
@@ -227,6 +232,7 @@ void ioBufferFD::close()
 {
     if (fd < 0)
         return;
+    drain();
     if (!temporary.empty()) {
         commitReplacement();
         return;
@@ -276,6 +282,54 @@ int ioBufferFD::read(char* data, int size)
 }
 
 void ioBufferFD::write(const char* data, int size)
+{
+    if (fd < 0) {
+        setStatus(statusIOError);
+        return;
+    }
+    if (behindSize < 1 || size < 1) {
+        writeThrough(data, size);
+        return;
+    }
+    if (!good())
+        return;
+    if (size > behindSize - behindCount) {
+        drain();
+        // What would fill the area on its own goes out as it is, without a copy.
+        if (size >= behindSize) {
+            writeThrough(data, size);
+            return;
+        }
+    }
+    std::memcpy(behind.get() + behindCount, data, static_cast<size_t>(size));
+    behindCount += size;
+    if (behindCount == behindSize)
+        drain();
+}
+
+void ioBufferFD::drain()
+{
+    if (behindCount < 1)
+        return;
+    const int pending = behindCount;
+    behindCount = 0; // after a failure the gathered bytes are gone, as a failed write's are
+    writeThrough(behind.get(), pending);
+}
+
+void ioBufferFD::setWriteBehind(int bytes)
+{
+    if (isInput)
+        return;
+    if (fd >= 0)
+        drain();
+    behindCount = 0;
+    if (bytes > maxWriteBehind)
+        bytes = maxWriteBehind;
+    behindSize = bytes > 0 ? bytes : 0;
+    behind.reset(behindSize > 0 ? new char[static_cast<size_t>(behindSize)] : nullptr);
+}
+
+void ioBufferFD::writeThrough(const char* data, int size)
 {
     if (fd < 0) {
         setStatus(statusIOError);

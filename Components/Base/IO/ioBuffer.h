@@ -43,12 +43,16 @@ public:
     virtual int read(char* data, int size) = 0;
     // Delivers size bytes.
     virtual void write(const char* data, int size) = 0;
+    // Delivers what the buffer holds back beyond its data area (the descriptor buffer's
+    // write-behind); the default holds nothing back.
+    virtual void drain();
 
     // Input refill of the data area from read().
     void fill();
     // Output drain of the data area through write().
     void flush();
-    // flush() this buffer and every buffer beneath it, carrying their failures upwards.
+    // flush() and drain() this buffer and every buffer beneath it, carrying their failures
+    // upwards.
     void flushChain();
     // Copies up to n bytes out of the data area, refilling it as needed; the count copied.
     int readBytes(void* dst, int n);
@@ -122,6 +126,15 @@ public:
     void close() override;
     int read(char* data, int size) override;
     void write(const char* data, int size) override;
+    void drain() override;
+
+    // Write-behind for output: write() gathers what it is given in an area of `bytes` and makes
+    // one system write whenever that area is full; drain() (the stream's flush()) and close()
+    // write the rest, and a failure, a full disk included, shows in the status they leave.
+    // 0, the default, writes every call through before it returns. Changing the size drains
+    // first. Sizes above maxWriteBehind are taken as maxWriteBehind.
+    void setWriteBehind(int bytes);
+    static constexpr int maxWriteBehind = 64 << 20;
 
     int descriptor() const { return fd; }
 
@@ -133,6 +146,8 @@ public:
 private:
     // Makes the new file durable and renames it over the target (close() of a replacement).
     void commitReplacement();
+    // The system write loop: every byte, or a failure status.
+    void writeThrough(const char* data, int size);
 
     int fd;
     bool ownsFd;
@@ -141,6 +156,9 @@ private:
     std::unique_ptr<char[]> ahead; // made at the first read
     int aheadPosition = 0;
     int aheadCount = 0;
+    std::unique_ptr<char[]> behind; // the write-behind area, when one is set
+    int behindSize = 0;
+    int behindCount = 0;
 };
 
 #endif

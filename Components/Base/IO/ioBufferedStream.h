@@ -180,8 +180,22 @@ public:
     void printf(const char* format, ...) QV_PRINTF_FORMAT(2, 3);
     void flush();
 
+    // Write-behind for files (see ioBufferFD::setWriteBehind): the descriptor buffer gathers
+    // full areas into `bytes` and makes one system write whenever they fill it; flush() and
+    // close() write the rest and report a failure, a full disk as ioStreamNoSpace. 0, the
+    // default, makes one system write per full area. The size holds for the file open now and
+    // the files opened later; sockets are not affected. A stream destroyed without close()
+    // loses what was gathered, as it loses its area. openFileReplacing() gathers
+    // replacingWriteBehind bytes unless a size, 0 included, was set.
+    void setWriteBehind(int bytes);
+    static constexpr int replacingWriteBehind = 256 * 1024;
+
 private:
     void writeDataSlow(const char* data, int size);
+    // The descriptor buffer at the bottom of the chain, or null (no chain, or a socket).
+    ioBufferFD* descriptorBuffer() const;
+
+    int writeBehind = -1; // -1: never set
 };
 
 #endif

@@ -30,6 +30,15 @@ done
 echo
 python3 "$here/ratios.py" "$here/goals.txt" --previous "$reports/table.json" \
         --save "$reports/table.json" "${args[@]}"
+# The encryption rows' reference: AES-128-CBC as the openssl command runs it on this machine
+# (encryption is serial in CBC; decryption is not).
+if command -v openssl >/dev/null; then
+  cbc() { openssl speed "$@" -evp aes-128-cbc -seconds 1 -bytes 16384 2>/dev/null |
+          awk '/^AES-128-CBC/ { sub(/k$/, "", $2); printf "%.0f MB/s", $2 / 1000 }'; }
+  echo "openssl AES-128-CBC (16 KiB blocks): encrypt $(cbc), decrypt $(cbc -decrypt); no goal"
+else
+  echo "openssl AES-128-CBC: not measured (no openssl command)"
+fi
 echo "The table took $(( (SECONDS - start) / 60 )) min $(( (SECONDS - start) % 60 )) s" \
      "($reps rounds of ${min_time} s per case)."
 exit $status

@@ -1,8 +1,12 @@
 #include "ioBufferChecksum.h"
 #include "ioBufferEncrypt.h"
 #include "ioFilterTestHelpers.h"
+#include "internal/ioAes128.h"
 
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
 
 using ioTest::Filter;
 
@@ -28,10 +32,23 @@ std::string wordsSwapped(const std::string& bytes)
     return out;
 }
 
-// Restores the library key when a test that set its own ends.
+// Restores the library key and the processor's AES instructions when a test ends.
 struct KeyGuard {
-    ~KeyGuard() { ioBufferEncrypt::setKey(nullptr); }
+    ~KeyGuard()
+    {
+        ioBufferEncrypt::setKey(nullptr);
+        io::internal::Aes128::allowHardware(true);
+    }
 };
+
+// The cipher paths this machine has: the portable code, and the AES instructions where present.
+std::vector<bool> cipherPaths()
+{
+    std::vector<bool> paths = {false};
+    if (io::internal::aesHardware::available())
+        paths.push_back(true);
+    return paths;
+}
 
 } // namespace
 
@@ -112,7 +129,10 @@ TEST(Encrypt, AesMatchesTheStandardVectorsInEitherWordOrder)
         {"000102030405060708090a0b0c0d0e0f", "00112233445566778899aabbccddeeff", "69c4e0d86a7b0430d8cdb78070b4c55a"},
         {"2b7e151628aed2a6abf7158809cf4f3c", "3243f6a8885a308d313198a2e0370734", "3925841d02dc09fbdc118597196a0b32"},
     };
-    for (const auto& v : vectors) {
+    for (bool hardware : cipherPaths()) {
+      io::internal::Aes128::allowHardware(hardware);
+      for (const auto& v : vectors) {
+        SCOPED_TRACE(hardware ? "AES instructions" : "portable");
         std::string key = fromHex(v[0]);
         ioBufferEncrypt::setKey(reinterpret_cast<const unsigned char*>(key.data()));
         std::string bytes = ioTest::writeFiltered(cipher, fromHex(v[1]));
@@ -123,6 +143,7 @@ TEST(Encrypt, AesMatchesTheStandardVectorsInEitherWordOrder)
         // the reader undoes it when the marker is 0.
         std::string bigEndian = std::string("\x00\x10", 2) + wordsSwapped(fromHex(v[2]));
         EXPECT_EQ(ioTest::readFiltered(cipher, bigEndian, 16).payload, wordsSwapped(fromHex(v[1])));
+      }
     }
 }
 
@@ -130,13 +151,21 @@ TEST(Encrypt, EveryLengthRoundTripsAndOnlyTheRightKeyReadsIt)
 {
     KeyGuard guard;
     std::string data = ioTest::mixedData(5000, 9);
-    for (size_t size = 0; size <= 5000; size += size < 600 ? 1 : 53) {
-        std::string part = data.substr(0, size);
-        std::string bytes = ioTest::writeFiltered(cipher, part, "plain");
-        ASSERT_TRUE(size < 16 || bytes.find(part.substr(0, 16)) == std::string::npos) << size;
-        ioTest::FilteredRead read = ioTest::readFiltered(cipher, bytes, size, 5);
-        ASSERT_TRUE(read.payload == part && read.trailer == "plain") << size;
+    // Both cipher paths write the same bytes and read each other's.
+    std::vector<std::string> written;
+    for (bool hardware : cipherPaths()) {
+        io::internal::Aes128::allowHardware(hardware);
+        written.push_back(ioTest::writeFiltered(cipher, data));
+        EXPECT_TRUE(ioTest::readFiltered(cipher, written.front(), data.size()).payload == data);
+        for (size_t size = 0; size <= 5000; size += size < 600 ? 1 : 53) {
+            std::string part = data.substr(0, size);
+            std::string bytes = ioTest::writeFiltered(cipher, part, "plain");
+            ASSERT_TRUE(size < 16 || bytes.find(part.substr(0, 16)) == std::string::npos) << size;
+            ioTest::FilteredRead read = ioTest::readFiltered(cipher, bytes, size, 5);
+            ASSERT_TRUE(read.payload == part && read.trailer == "plain") << size << " " << hardware;
+        }
     }
+    EXPECT_TRUE(written.front() == written.back());
     // Records hold at most 255 bytes; a data area is split into whole-block records.
     std::string bytes = ioTest::writeFiltered(cipher, data.substr(0, 500));
     EXPECT_EQ(static_cast<unsigned char>(bytes[1]), 240);
@@ -151,10 +180,53 @@ TEST(Encrypt, EveryLengthRoundTripsAndOnlyTheRightKeyReadsIt)
     EXPECT_TRUE(ioTest::readFiltered(cipher, bytes, data.size()).payload == data);
     ioBufferEncrypt::setKey(nullptr);
     EXPECT_FALSE(ioTest::readFiltered(cipher, bytes, data.size()).payload == data);
+    // A stream's own key: the default key does not read it, the same key does.
+    std::string own;
+    {
+        qvTest::MemoryOutput out(own);
+        out.encrypt(true, hostKey);
+        out.writeData(data.data(), static_cast<int>(data.size()));
+        out.encrypt(false, nullptr);
+        out.close();
+    }
+    EXPECT_TRUE(own == bytes);
+    EXPECT_FALSE(ioTest::readFiltered(cipher, own, data.size()).payload == data);
+    {
+        qvTest::MemoryInput in(own);
+        std::string back(data.size(), '\0');
+        in.encrypt(true, hostKey);
+        EXPECT_EQ(in.readData(&back[0], static_cast<int>(back.size())), static_cast<int>(back.size()));
+        EXPECT_TRUE(back == data);
+    }
 
     // A bad marker or a short record is an error; no marker or no record is the end of the file.
     EXPECT_EQ(ioTest::readFiltered(cipher, std::string("\x02\x01x", 3), 1).status, ioStreamIOError);
     EXPECT_EQ(ioTest::readFiltered(cipher, std::string("\x01\x20", 2) + "short", 5).status, ioStreamIOError);
     EXPECT_EQ(ioTest::readFiltered(cipher, "", 1).status, ioStreamEOF);
     EXPECT_EQ(ioTest::readFiltered(cipher, std::string("\x01", 1), 1).status, ioStreamEOF);
+}
+
+// The default key may change while other threads open streams: each stream takes a whole key,
+// the old one or the new one (the thread sanitizer checks the rest).
+TEST(Encrypt, TheDefaultKeyChangesSafelyWhileOtherThreadsOpenStreams)
+{
+    KeyGuard guard;
+    const unsigned char keys[2][16] = {{1}, {2}};
+    const std::string data = ioTest::mixedData(64, 3);
+    std::string expected[2];
+    for (int k = 0; k < 2; ++k) {
+        ioBufferEncrypt::setKey(keys[k]);
+        expected[k] = ioTest::writeFiltered(cipher, data);
+    }
+    std::atomic<bool> stop{false};
+    std::thread changer([&] {
+        for (int i = 0; !stop; ++i)
+            ioBufferEncrypt::setKey(keys[i % 2]);
+    });
+    for (int i = 0; i < 2000; ++i) {
+        std::string bytes = ioTest::writeFiltered(cipher, data);
+        ASSERT_TRUE(bytes == expected[0] || bytes == expected[1]) << i;
+    }
+    stop = true;
+    changer.join();
 }

@@ -1,5 +1,8 @@
 #include "internal/ioAes128.h"
 
+#include <atomic>
+#include <cstring>
+
 namespace io {
 namespace internal {
 
@@ -68,6 +71,8 @@ struct Tables {
     }
 };
 
+std::atomic<bool> hardwareAllowed{true};
+
 const Tables& tables()
 {
     static const Tables instance;
@@ -101,6 +106,52 @@ Aes128::Aes128(const unsigned char key[keySize])
         uint32_t w = decKeys[i];
         decKeys[i] = t.td[0][t.sbox[w >> 24]] ^ t.td[1][t.sbox[(w >> 16) & 0xFF]] ^
                      t.td[2][t.sbox[(w >> 8) & 0xFF]] ^ t.td[3][t.sbox[w & 0xFF]];
+    }
+    hardware = hardwareAllowed.load(std::memory_order_relaxed) && aesHardware::available();
+    for (int round = 0; round <= 10; ++round) {
+        for (int j = 0; j < 4; ++j) {
+            store32(hardwareKeys[0][round] + 4 * j, encKeys[4 * round + j]);
+            store32(hardwareKeys[1][round] + 4 * j, decKeys[4 * round + j]);
+        }
+    }
+}
+
+void Aes128::allowHardware(bool allowed)
+{
+    hardwareAllowed.store(allowed, std::memory_order_relaxed);
+}
+
+void Aes128::encryptCbc(unsigned char chain[blockSize], const unsigned char* in, unsigned char* out,
+                        int blocks) const
+{
+    if (hardware) {
+        aesHardware::encryptCbc(hardwareKeys[0], chain, in, out, blocks);
+        return;
+    }
+    unsigned char block[blockSize];
+    for (; blocks > 0; --blocks, in += blockSize, out += blockSize) {
+        for (int i = 0; i < blockSize; ++i)
+            block[i] = in[i] ^ chain[i];
+        encryptBlock(block, out);
+        std::memcpy(chain, out, blockSize);
+    }
+}
+
+void Aes128::decryptCbc(unsigned char chain[blockSize], const unsigned char* in, unsigned char* out,
+                        int blocks) const
+{
+    if (hardware) {
+        aesHardware::decryptCbc(hardwareKeys[1], chain, in, out, blocks);
+        return;
+    }
+    unsigned char block[blockSize];
+    unsigned char enciphered[blockSize]; // in and out may be the same area
+    for (; blocks > 0; --blocks, in += blockSize, out += blockSize) {
+        std::memcpy(enciphered, in, blockSize);
+        decryptBlock(enciphered, block);
+        for (int i = 0; i < blockSize; ++i)
+            out[i] = block[i] ^ chain[i];
+        std::memcpy(chain, enciphered, blockSize);
     }
 }
 

@@ -68,6 +68,12 @@ public:
         position += n;
         return at;
     }
+    // The unread bytes of the data area, not consumed; available is how many there are.
+    const char* unreadBytes(int& available) const
+    {
+        available = count - position;
+        return dataArea + position;
+    }
     // Takes over the status of `next`: failures always, the two end conditions only at the end.
     void promoteStatus(bool atEnd);
 

@@ -3,6 +3,7 @@
 #include "internal/ioAes128.h"
 
 #include <cstring>
+#include <mutex>
 
 using io::internal::Aes128;
 
@@ -12,8 +13,10 @@ namespace {
 const unsigned char libraryKey[ioBufferEncrypt::keySize] = {
     0x71, 0x76, 0x42, 0x61, 0x73, 0x65, 0x20, 0x70, 0x61, 0x63, 0x6B, 0x65, 0x74, 0x20, 0x66, 0x31};
 
+// The default key, changed by setKey() while other threads may be copying it.
 unsigned char processKey[ioBufferEncrypt::keySize] = {
     0x71, 0x76, 0x42, 0x61, 0x73, 0x65, 0x20, 0x70, 0x61, 0x63, 0x6B, 0x65, 0x74, 0x20, 0x66, 0x31};
+std::mutex processKeyLock;
 
 const unsigned char markerLittleEndian = 1;
 const unsigned char markerBigEndian = 0;
@@ -31,12 +34,19 @@ void swapWordsOf(unsigned char* block)
 
 } // namespace
 
-ioBufferEncrypt::ioBufferEncrypt(bool input)
+ioBufferEncrypt::ioBufferEncrypt(bool input) : ioBufferEncrypt(input, nullptr) {}
+
+ioBufferEncrypt::ioBufferEncrypt(bool input, const unsigned char* ownKey)
     : ioBuffer(input), cipher(nullptr), recordLength(0), recordPos(0), initialised(false),
       swapWords(false)
 {
     std::memset(chain, 0, sizeof chain);
-    std::memcpy(key, processKey, keySize);
+    if (ownKey) {
+        std::memcpy(key, ownKey, keySize);
+    } else {
+        std::lock_guard<std::mutex> hold(processKeyLock);
+        std::memcpy(key, processKey, keySize);
+    }
     std::memset(record, 0, sizeof record);
 }
 
@@ -47,6 +57,7 @@ ioBufferEncrypt::~ioBufferEncrypt()
 
 void ioBufferEncrypt::setKey(const unsigned char* newKey)
 {
+    std::lock_guard<std::mutex> hold(processKeyLock);
     std::memcpy(processKey, newKey ? newKey : libraryKey, keySize);
 }
 
@@ -107,6 +118,13 @@ void ioBufferEncrypt::transformBlock(const unsigned char* in, unsigned char* out
 void ioBufferEncrypt::encipher(const unsigned char* in, unsigned char* out, int length)
 {
     unsigned char block[16];
+    if (!swapWords) {
+        const int blocks = length / 16;
+        cipher->encryptCbc(chain, in, out, blocks);
+        in += 16 * blocks;
+        out += 16 * blocks;
+        length -= 16 * blocks;
+    }
     for (; length >= 16; length -= 16, in += 16, out += 16) {
         for (int i = 0; i < 16; ++i)
             block[i] = in[i] ^ chain[i];
@@ -125,6 +143,13 @@ void ioBufferEncrypt::decipher(const unsigned char* in, unsigned char* out, int 
 {
     unsigned char block[16];
     unsigned char enciphered[16]; // in and out may be the same area
+    if (!swapWords) {
+        const int blocks = length / 16;
+        cipher->decryptCbc(chain, in, out, blocks);
+        in += 16 * blocks;
+        out += 16 * blocks;
+        length -= 16 * blocks;
+    }
     for (; length >= 16; length -= 16, in += 16, out += 16) {
         std::memcpy(enciphered, in, 16);
         transformBlock(enciphered, block, true);
@@ -200,14 +225,27 @@ int ioBufferEncrypt::read(char* data, int size)
 {
     if (!good() || size < 1 || !initialise())
         return 0;
-    while (recordPos >= recordLength) {
-        if (!fetchRecord())
-            return 0;
+    int done = 0;
+    while (done < size) {
+        if (recordPos >= recordLength) {
+            // Past the first record, only records already whole in the area beneath: fetching
+            // more could meet the end of the data or a damaged record, and a failure must not
+            // come with bytes in hand.
+            if (done > 0) {
+                int available = 0;
+                const char* below = next->unreadBytes(available);
+                if (available < 1 || available < 1 + static_cast<unsigned char>(below[0]))
+                    break;
+            }
+            if (!fetchRecord())
+                break;
+        }
+        int n = recordLength - recordPos;
+        if (n > size - done)
+            n = size - done;
+        std::memcpy(data + done, record + recordPos, static_cast<size_t>(n));
+        recordPos += n;
+        done += n;
     }
-    int n = recordLength - recordPos;
-    if (n > size)
-        n = size;
-    std::memcpy(data, record + recordPos, static_cast<size_t>(n));
-    recordPos += n;
-    return n;
+    return done;
 }

@@ -16,9 +16,10 @@ class Aes128;
 // The cipher is AES-128: whole 16-byte blocks are chained (CBC, starting from a zero block), a
 // shorter tail is combined with the enciphered chain block, so any length round-trips.
 //
-// Keys: without setKey() every filter uses a key built into the library, which anyone holding
-// the library can read: the data is then only scrambled, not protected. A host that needs
-// secrecy calls setKey() with its own 16-byte key before pushing the filter, on both sides.
+// Keys: without a key of its own every filter uses a key built into the library, which anyone
+// holding the library can read: the data is then only scrambled, not protected. A host that
+// needs secrecy gives each stream its key (ioBufferedStream::encrypt(true, key)) or sets a
+// process default with setKey(), on both sides.
 // Even then there is no per-file nonce and no authentication: equal files under one key give
 // equal bytes, and a changed byte is not detected (push a checksum filter beneath for damage,
 // not for tampering).
@@ -27,10 +28,13 @@ public:
     static constexpr int keySize = 16;
 
     explicit ioBufferEncrypt(bool isInput);
+    // A filter with its own 16-byte key; null takes the process default.
+    ioBufferEncrypt(bool isInput, const unsigned char* key);
     ~ioBufferEncrypt() override;
 
-    // The key of the filters constructed from now on, in this process; null restores the
-    // library's built-in key.
+    // The default key of the filters constructed from now on, in this process; null restores
+    // the library's built-in key. Safe while other threads construct filters: each takes a
+    // whole key, the old or the new.
     static void setKey(const unsigned char* key);
 
     // Output: writes the pending area (and the marker, when nothing was written yet). Input:

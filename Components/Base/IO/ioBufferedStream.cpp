@@ -137,6 +137,15 @@ void ioBufferedStream::encrypt(bool on)
     pushOrPop(on, [](bool input) -> ioBuffer* { return new ioBufferEncrypt(input); });
 }
 
+void ioBufferedStream::encrypt(bool on, const unsigned char* key)
+{
+    if (!on || !top) {
+        pushOrPop(on, nullptr);
+        return;
+    }
+    addBufferToChain(new ioBufferEncrypt(isInput, key));
+}
+
 // ---- input
 
 ioBufferedStreamInput::ioBufferedStreamInput() : ioBufferedStream(true) {}

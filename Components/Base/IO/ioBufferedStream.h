@@ -52,6 +52,9 @@ public:
     void compress(bool on);
     void checksum(bool on);
     void encrypt(bool on);
+    // encrypt(true) with this stream's own 16-byte key instead of the process's default
+    // (ioBufferEncrypt::setKey); null takes the default. false pops as encrypt(false) does.
+    void encrypt(bool on, const unsigned char* key);
 
     // The progress function of the top buffer receives its running byte count after each
     // refill or flush.

@@ -50,17 +50,67 @@ void ioObjectNumbers::erase(const void* object, int number)
     --used;
 }
 
+namespace {
+
+// Tables that earlier maps of this thread no longer use, largest first.
+struct TablePool {
+    std::vector<ioObjectNumbers::Slot> tables[2];
+
+    // A table of size empty slots, from the pool when one is large enough.
+    std::vector<ioObjectNumbers::Slot> take(std::size_t size)
+    {
+        std::vector<ioObjectNumbers::Slot> table;
+        const bool first = tables[0].capacity() >= size;
+        const bool second = tables[1].capacity() >= size;
+        if (first || second) // the smaller of those that fit
+            table.swap(first && (!second || tables[0].capacity() <= tables[1].capacity()) ? tables[0] : tables[1]);
+        table.assign(size, ioObjectNumbers::Slot{nullptr, 0});
+        return table;
+    }
+    void give(std::vector<ioObjectNumbers::Slot>& table)
+    {
+        if (table.capacity() > ioObjectNumbers::poolLimit)
+            return;
+        std::vector<ioObjectNumbers::Slot>& smaller =
+            tables[0].capacity() <= tables[1].capacity() ? tables[0] : tables[1];
+        if (table.capacity() > smaller.capacity())
+            smaller.swap(table);
+    }
+};
+
+TablePool& tablePool()
+{
+    static thread_local TablePool pool;
+    return pool;
+}
+
+} // namespace
+
+ioObjectNumbers::~ioObjectNumbers()
+{
+    tablePool().give(slots);
+}
+
 void ioObjectNumbers::rehash(std::size_t size)
 {
-    std::vector<Slot> old(size, Slot{nullptr, 0});
+    std::vector<Slot> old = tablePool().take(size);
     old.swap(slots);
     shift = 64;
     for (std::size_t s = size; s > 1; s >>= 1)
         --shift;
+    // With the top bits of the hash as the home slot, the old table's order is (nearly) the new
+    // table's order: the inserts walk through it instead of jumping about.
     used = 0;
-    for (const Slot& slot : old)
-        if (slot.object)
-            set(slot.object, slot.number);
+    for (const Slot& slot : old) {
+        if (!slot.object)
+            continue;
+        std::size_t i = home(slot.object);
+        while (slots[i].object)
+            i = (i + 1) & mask();
+        slots[i] = slot;
+        ++used;
+    }
+    tablePool().give(old);
 }
 
 ioReferenceMapImpl::ioReferenceMapImpl()

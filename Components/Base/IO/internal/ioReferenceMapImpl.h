@@ -12,8 +12,19 @@
 // Object addresses to reference numbers: open addressing with linear probing over a table whose
 // size is a power of two, at most three quarters full. Unlike a node-based map it allocates only
 // when it doubles, which matters because every object written is looked up at each reference.
-class ioObjectNumbers {
+//
+// Tables come from a small per-thread pool of earlier tables: a table of a few hundred thousand
+// objects is megabytes of fresh memory, and on some systems the page faults of touching it cost
+// more than all the lookups. The pool keeps at most two tables of up to poolLimit slots.
+class QV_BASE_API ioObjectNumbers {
 public:
+    ioObjectNumbers() = default;
+    ioObjectNumbers(const ioObjectNumbers&) = delete;
+    ioObjectNumbers& operator=(const ioObjectNumbers&) = delete;
+    ~ioObjectNumbers();
+
+    static constexpr std::size_t poolLimit = std::size_t(1) << 20;
+
     // The number of object, or 0 when it has none.
     int find(const void* object) const
     {
@@ -33,10 +44,13 @@ public:
     void erase(const void* object, int number);
 
 private:
+public:
     struct Slot {
         const void* object;
         int number;
     };
+
+private:
     std::size_t mask() const { return slots.size() - 1; }
     std::size_t home(const void* object) const
     {

@@ -7,7 +7,7 @@
 #include "qvTestEnvironment.h"
 #include "qvTestScene.h"
 #include "qvTestSupport.h"
-#include "qvpacketCommands.h"
+#include "toolRun.h"
 
 #include <gtest/gtest.h>
 
@@ -164,35 +164,6 @@ private:
     size_t at = 0;
 };
 
-struct ToolOutput {
-    int status = -1;
-    std::string out, err;
-};
-
-std::string readAll(std::FILE* file)
-{
-    std::string text;
-    std::rewind(file);
-    char block[4096];
-    size_t n;
-    while ((n = std::fread(block, 1, sizeof block, file)) > 0)
-        text.append(block, n);
-    std::fclose(file);
-    return text;
-}
-
-ToolOutput runTool(std::vector<const char*> args)
-{
-    args.insert(args.begin(), "qvpacket");
-    std::FILE* out = std::tmpfile();
-    std::FILE* err = std::tmpfile();
-    ToolOutput result;
-    result.status = qvPacket::run(static_cast<int>(args.size()), args.data(), out, err);
-    result.out = readAll(out);
-    result.err = readAll(err);
-    return result;
-}
-
 Json parsed(const std::string& text)
 {
     Json json;
@@ -246,7 +217,7 @@ TEST(QvPacketExport, JsonParsesForEveryMethodAndFilterAndHoldsTheValuesRead)
                     set(*f, false);
                 stream.close();
             }
-            ToolOutput run = runTool({"dump", "--json", path.c_str()});
+            qvTest::ToolRun run = qvTest::runTool({"dump", "--json", path.c_str()});
             ASSERT_EQ(run.status, 0) << run.err;
             Json json = parsed(run.out);
             EXPECT_EQ(json["header"]["method"].text, methods[method]);
@@ -309,7 +280,7 @@ TEST(QvPacketExport, JsonParsesForEveryMethodAndFilterAndHoldsTheValuesRead)
         ctx->endFile();
         stream.close();
     }
-    ToolOutput run = runTool({"dump", "--json", path.c_str()});
+    qvTest::ToolRun run = qvTest::runTool({"dump", "--json", path.c_str()});
     ASSERT_EQ(run.status, 0) << run.err;
     Json json = parsed(run.out);
     const Json& text = json["packets"].items.at(0)["values"].items.at(0);
@@ -358,7 +329,7 @@ TEST(QvPacketExport, GraphOfTheExampleSceneHasItsReferencesAndGraphvizReadsIt)
     ASSERT_EQ(code, 0);
     ASSERT_FALSE(processes->runProcess({QVBASE_SAVE_AND_LOAD, "binary", plain.c_str()}, code));
 
-    ToolOutput run = runTool({"graph", scene.c_str()});
+    qvTest::ToolRun run = qvTest::runTool({"graph", scene.c_str()});
     ASSERT_EQ(run.status, 0) << run.err;
     // What the example writes: each node's parent, mesh, material and children.
     const std::string paint = "red \"glossy\" {paint}";
@@ -373,14 +344,14 @@ TEST(QvPacketExport, GraphOfTheExampleSceneHasItsReferencesAndGraphvizReadsIt)
     EXPECT_EQ(namedEdges(run.out), expected) << run.out;
 
     // Plain files record no references.
-    ToolOutput refused = runTool({"graph", plain.c_str()});
+    qvTest::ToolRun refused = qvTest::runTool({"graph", plain.c_str()});
     EXPECT_EQ(refused.status, 1);
     EXPECT_NE(refused.err.find("plain binary"), std::string::npos);
 
     // Graphviz draws it; without Graphviz the tool says how to get it.
     qvString::CString dot;
     if (!processes->findProgram("dot", dot)) {
-        ToolOutput drawn = runTool({"graph", scene.c_str(), "--svg", svg.c_str()});
+        qvTest::ToolRun drawn = qvTest::runTool({"graph", scene.c_str(), "--svg", svg.c_str()});
         EXPECT_EQ(drawn.status, 0) << drawn.err;
         EXPECT_NE(qvTest::readFileBytes(svg).find("<svg"), std::string::npos);
         EXPECT_NE(qvTest::readFileBytes(svg).find("lamp shade"), std::string::npos);
@@ -388,7 +359,7 @@ TEST(QvPacketExport, GraphOfTheExampleSceneHasItsReferencesAndGraphvizReadsIt)
         ADD_FAILURE() << "Graphviz's dot is not installed: the drawing is not checked";
     }
     qvTest::ScopedEnvironment noPath("PATH", dir.path().c_str());
-    ToolOutput missing = runTool({"graph", scene.c_str(), "--svg", svg.c_str()});
+    qvTest::ToolRun missing = qvTest::runTool({"graph", scene.c_str(), "--svg", svg.c_str()});
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.err.find("apt-get install graphviz"), std::string::npos) << missing.err;
 }

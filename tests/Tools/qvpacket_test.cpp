@@ -6,6 +6,7 @@
 #include "qvTestSupport.h"
 #include "qvpacketCommands.h"
 #include "qvpacketDecode.h"
+#include "toolRun.h"
 
 #include <gtest/gtest.h>
 
@@ -17,36 +18,6 @@
 #include <vector>
 
 namespace {
-
-struct ToolRun {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string contents(std::FILE* file)
-{
-    std::string text;
-    std::rewind(file);
-    char block[4096];
-    size_t n;
-    while ((n = std::fread(block, 1, sizeof block, file)) > 0)
-        text.append(block, n);
-    std::fclose(file);
-    return text;
-}
-
-ToolRun tool(std::vector<const char*> args)
-{
-    args.insert(args.begin(), "qvpacket");
-    std::FILE* out = std::tmpfile();
-    std::FILE* err = std::tmpfile();
-    ToolRun run;
-    run.status = qvPacket::run(static_cast<int>(args.size()), args.data(), out, err);
-    run.out = contents(out);
-    run.err = contents(err);
-    return run;
-}
 
 using Filters = std::vector<std::string>;
 
@@ -95,9 +66,9 @@ TEST(QvPacket, ReadsEveryMethodWithEveryFilter)
             writeScene(scene, path, static_cast<ioWriteMethod>(method), filters);
             std::string label = std::string(methods[method]) + " + " + std::to_string(filters.size()) + " filters";
 
-            EXPECT_EQ(tool({"verify", path.c_str()}).status, 0) << label;
+            EXPECT_EQ(qvTest::runTool({"verify", path.c_str()}).status, 0) << label;
 
-            ToolRun info = tool({"info", path.c_str()});
+            qvTest::ToolRun info = qvTest::runTool({"info", path.c_str()});
             EXPECT_EQ(info.status, 0) << label << ": " << info.err;
             EXPECT_NE(info.out.find(std::string("(") + methods[method] + ")"), std::string::npos) << label;
             EXPECT_NE(info.out.find(filters.empty() ? "none" : filters.back()), std::string::npos) << label;
@@ -107,7 +78,7 @@ TEST(QvPacket, ReadsEveryMethodWithEveryFilter)
             ASSERT_NE(line, std::string::npos) << label;
             EXPECT_EQ(std::atoi(info.out.c_str() + line + 11), static_cast<int>(scene.nodes.size())) << label;
 
-            ToolRun dump = tool({"dump", path.c_str()});
+            qvTest::ToolRun dump = qvTest::runTool({"dump", path.c_str()});
             EXPECT_EQ(dump.status, 0) << label << ": " << dump.err;
             if (method >= ioWriteAsciiDebug) {
                 // Decoded with types: the node packets' transforms and the description strings.
@@ -154,7 +125,7 @@ TEST(QvPacket, DamageIsReportedWithItsOffset)
             bytes[at] = static_cast<char>(bytes[at] ^ 0x5A);
         }
         qvTest::writeFileBytes(path, bytes);
-        ToolRun verify = tool({"verify", path.c_str()});
+        qvTest::ToolRun verify = qvTest::runTool({"verify", path.c_str()});
         EXPECT_EQ(verify.status, 1) << at;
         int offset = reportedOffset(verify.err);
         EXPECT_GE(offset, static_cast<int>(at)) << verify.err;
@@ -166,16 +137,16 @@ TEST(QvPacket, DamageIsReportedWithItsOffset)
     writeScene(scene, path, ioWriteBinary, {});
     std::string bytes = qvTest::readFileBytes(path);
     qvTest::writeFileBytes(path, bytes.substr(0, bytes.size() - 5));
-    ToolRun cut = tool({"verify", path.c_str()});
+    qvTest::ToolRun cut = qvTest::runTool({"verify", path.c_str()});
     EXPECT_EQ(cut.status, 1);
     EXPECT_NE(cut.err.find("the file ends"), std::string::npos) << cut.err;
     EXPECT_LE(reportedOffset(cut.err), static_cast<int>(bytes.size()));
 
     // Not a packet file, and trailing bytes after the end-of-file packet.
     qvTest::writeFileBytes(path, "hello\n");
-    EXPECT_EQ(reportedOffset(tool({"info", path.c_str()}).err), 0);
+    EXPECT_EQ(reportedOffset(qvTest::runTool({"info", path.c_str()}).err), 0);
     qvTest::writeFileBytes(path, bytes + "xyz");
-    ToolRun trailing = tool({"verify", path.c_str()});
+    qvTest::ToolRun trailing = qvTest::runTool({"verify", path.c_str()});
     EXPECT_EQ(trailing.status, 1);
     EXPECT_EQ(reportedOffset(trailing.err), static_cast<int>(bytes.size())) << trailing.err;
 }
@@ -187,15 +158,15 @@ TEST(QvPacket, ConvertKeepsEveryObjectAndReference)
     std::string asciiDebug = dir.file("a.qv"), binaryDebug = dir.file("b.qv"), back = dir.file("c.qv");
     writeScene(scene, asciiDebug, ioWriteAsciiDebug, {"compress"});
 
-    ASSERT_EQ(tool({"convert", asciiDebug.c_str(), binaryDebug.c_str(), "--method", "binary-debug"}).status, 0);
-    ASSERT_EQ(tool({"convert", binaryDebug.c_str(), back.c_str(), "--method=ascii-debug"}).status, 0);
+    ASSERT_EQ(qvTest::runTool({"convert", asciiDebug.c_str(), binaryDebug.c_str(), "--method", "binary-debug"}).status, 0);
+    ASSERT_EQ(qvTest::runTool({"convert", binaryDebug.c_str(), back.c_str(), "--method=ascii-debug"}).status, 0);
     std::string plain = dir.file("plain.qv");
     writeScene(scene, plain, ioWriteAsciiDebug, {});
     EXPECT_EQ(qvTest::readFileBytes(back), qvTest::readFileBytes(plain));
 
     for (const char* method : methods) {
         std::string out = dir.file(std::string(method) + ".qv");
-        ToolRun convert = tool({"convert", binaryDebug.c_str(), out.c_str(), "--method", method});
+        qvTest::ToolRun convert = qvTest::runTool({"convert", binaryDebug.c_str(), out.c_str(), "--method", method});
         ASSERT_EQ(convert.status, 0) << convert.err;
         qvTest::Scene copy;
         qvTest::SceneReadResult result = qvTest::readSceneFile(copy, out);
@@ -206,7 +177,7 @@ TEST(QvPacket, ConvertKeepsEveryObjectAndReference)
 
     // Plain files record no types: refused with advice, and no output is left behind.
     std::string refused = dir.file("refused.qv");
-    ToolRun plainBinary = tool({"convert", dir.file("binary.qv").c_str(), refused.c_str(), "--method", "ascii"});
+    qvTest::ToolRun plainBinary = qvTest::runTool({"convert", dir.file("binary.qv").c_str(), refused.c_str(), "--method", "ascii"});
     EXPECT_EQ(plainBinary.status, 1);
     EXPECT_NE(plainBinary.err.find("debug"), std::string::npos) << plainBinary.err;
     EXPECT_EQ(qvTest::readFileBytes(refused), "");
@@ -214,7 +185,7 @@ TEST(QvPacket, ConvertKeepsEveryObjectAndReference)
     qvTest::writeFileBytes(refused, "earlier");
     std::string cut = qvTest::readFileBytes(binaryDebug);
     qvTest::writeFileBytes(dir.file("cut.qv"), cut.substr(0, cut.size() / 2));
-    EXPECT_EQ(tool({"convert", dir.file("cut.qv").c_str(), refused.c_str(), "--method", "ascii-debug"}).status, 1);
+    EXPECT_EQ(qvTest::runTool({"convert", dir.file("cut.qv").c_str(), refused.c_str(), "--method", "ascii-debug"}).status, 1);
     EXPECT_EQ(qvTest::readFileBytes(refused), "earlier");
 }
 
@@ -231,9 +202,9 @@ TEST(QvPacket, OtherByteOrderFilesDecodeToTheSameValues)
     stream.close();
     qvTest::writeFileBytes(big, ioTest::otherOrderFile(qvTest::readFileBytes(big)));
 
-    EXPECT_NE(tool({"info", big.c_str()}).out.find(qvOS::hostIsLittleEndian ? "big-endian" : "little-endian"),
+    EXPECT_NE(qvTest::runTool({"info", big.c_str()}).out.find(qvOS::hostIsLittleEndian ? "big-endian" : "little-endian"),
               std::string::npos);
-    ToolRun convert = tool({"convert", big.c_str(), converted.c_str(), "--method", "ascii-debug"});
+    qvTest::ToolRun convert = qvTest::runTool({"convert", big.c_str(), converted.c_str(), "--method", "ascii-debug"});
     ASSERT_EQ(convert.status, 0) << convert.err;
     writeScene(scene, direct, ioWriteAsciiDebug, {});
     EXPECT_EQ(qvTest::readFileBytes(converted), qvTest::readFileBytes(direct));
@@ -252,8 +223,8 @@ TEST(QvPacket, RandomDamageNeverCrashes)
         for (int flips = 1 + static_cast<int>(next() % 4); flips > 0; --flips)
             bytes[next() % bytes.size()] = static_cast<char>(next());
         qvTest::writeFileBytes(path, round % 5 == 0 ? bytes.substr(0, next() % bytes.size()) : bytes);
-        for (int status : {tool({"dump", path.c_str()}).status,
-                           tool({"convert", path.c_str(), out.c_str(), "--method", "ascii-debug"}).status})
+        for (int status : {qvTest::runTool({"dump", path.c_str()}).status,
+                           qvTest::runTool({"convert", path.c_str(), out.c_str(), "--method", "ascii-debug"}).status})
             EXPECT_TRUE(status == 0 || status == 1) << round;
     }
 }
@@ -262,11 +233,11 @@ TEST(QvPacket, UsageErrorsAndHelp)
 {
     for (std::vector<const char*> bad : {std::vector<const char*>{}, {"frobnicate"}, {"info"}, {"convert", "a", "b"},
                                          {"convert", "a", "b", "--method", "zip"}})
-        EXPECT_EQ(tool(bad).status, 2) << bad.size();
-    ToolRun help = tool({"convert", "--help"});
+        EXPECT_EQ(qvTest::runTool(bad).status, 2) << bad.size();
+    qvTest::ToolRun help = qvTest::runTool({"convert", "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.out.find("usage: qvpacket convert"), std::string::npos);
-    ToolRun missing = tool({"verify", "no/such/file.qv"});
+    qvTest::ToolRun missing = qvTest::runTool({"verify", "no/such/file.qv"});
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.err.find("cannot open"), std::string::npos);
 }
@@ -398,7 +369,7 @@ TEST(QvPacket, VerifyAndStrictReadingAgreeOnDamagedText)
         std::string text = (c.debug ? debugHead : plainHead) + c.packets;
         std::string path = dir.file("text.qv");
         qvTest::writeFileBytes(path, text);
-        ToolRun verify = tool({"verify", path.c_str()});
+        qvTest::ToolRun verify = qvTest::runTool({"verify", path.c_str()});
         EXPECT_EQ(verify.status, c.damage ? 1 : 0) << c.packets << verify.err;
         if (c.damage) {
             EXPECT_EQ(reportedOffset(verify.err), static_cast<int>(text.find(c.damage))) << verify.err;

@@ -5,8 +5,10 @@
 Each report is a Google Benchmark JSON file of single repetitions, run interleaved: repetition k
 of "<case>/qv" and repetition k of "<case>/anchor" ran in the same round, close together in time,
 so their ratio is one paired measurement that a busy moment slows on both sides alike. A row
-gives the median of those paired ratios and their spread (lowest to highest). A goal counts as
-met only when the whole spread meets it. GOALS (bench/goals.txt) gives the bound per case.
+gives the median of those paired ratios and their spread: lowest to highest, leaving out the
+single lowest and highest pair when there are five or more (one stray round, such as the first
+touch of a file, then does not decide a row). A goal counts as met only when the whole spread
+meets it. GOALS (bench/goals.txt) gives the bound per case.
 With --previous, each row also shows how far its median moved from the table saved by the
 previous run (--save writes this run's table for the next one).
 """
@@ -85,6 +87,14 @@ def goal_text(measure, op, bound):
     return f"{measure} {op} {bound:g}x"
 
 
+def trimmed_range(ratios):
+    """Lowest and highest ratio, without the single most extreme pair on each side."""
+    ordered = sorted(ratios)
+    if len(ordered) >= 5:
+        ordered = ordered[1:-1]
+    return ordered[0], ordered[-1]
+
+
 def paired(qv, anchor, value):
     """Per-round ratios qv/anchor of value(figure), for rounds both sides measured."""
     ratios = []
@@ -147,16 +157,19 @@ def main():
                 row = {"label": row_label, "qv": figures[0], "anchor": figures[1], "ratio": None,
                        "low": None, "high": None, "pairs": len(ratios), "goal": "-", "met": "-"}
                 if ratios:
-                    row.update(ratio=statistics.median(ratios), low=min(ratios), high=max(ratios))
+                    low, high = trimmed_range(ratios)
+                    row.update(ratio=statistics.median(ratios), low=low, high=high)
                 if goal is not None:
                     measure, op, bound = goal
                     row["goal"] = goal_text(measure, op, bound)
                     if ratios:
                         # A speed bound holds on anchor time / qv time, the inverse of the ratio.
-                        values = [1 / r for r in ratios] if measure == "speed" else ratios
+                        low, high = trimmed_range(ratios)
+                        values = [1 / high, 1 / low] if measure == "speed" else [low, high]
                         holds = [v <= bound if op == "<=" else v >= bound for v in values]
-                        median_holds = (statistics.median(values) <= bound if op == "<="
-                                        else statistics.median(values) >= bound)
+                        middle = statistics.median(ratios)
+                        middle = 1 / middle if measure == "speed" else middle
+                        median_holds = middle <= bound if op == "<=" else middle >= bound
                         row["met"] = ("yes" if all(holds) else
                                       "SPREAD" if median_holds else "NO")
                         if measure == "speed":
@@ -190,7 +203,7 @@ def main():
              if r["ratio"] and previous.get(r["label"])]
     print(f"\nqv/anchor is the median over rounds of the library's time over the anchor's in the same "
           f"round (the counter's ratio where one is named): below 1 is faster. spread: the lowest "
-          f"and highest of those ratios. A goal is met only when the whole spread meets it; SPREAD "
+          f"and highest of those ratios, less the single most extreme pair each side from five pairs. A goal is met only when the whole spread meets it; SPREAD "
           f"marks a median that meets it with a spread that does not. vs last: the median's change "
           f"since the previous run.\nGoals met: {len(met)} of {len(checked)} measured"
           f" ({len(straddle)} SPREAD, {len(with_goal) - len(checked)} not measured).")

@@ -24,7 +24,8 @@ void collect(void* slot, int extra)
 // plain model: an object's number follows its latest binding through table growth and
 // removals; a slot gets its object at once when the number is defined, else when the number is
 // redefined or removed, else in the final pass in registration order, or stays reported as
-// waiting. A fresh number is never one already defined or waited for.
+// waiting. A fresh number is never one already defined or waited for, and the object it is
+// given to is found under it, also when the table grew in between.
 TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
 {
     for (unsigned seed = 1; seed <= 20; ++seed) {
@@ -67,12 +68,16 @@ TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
                 definedAs[number] = object;
                 break;
             }
-            case 2:
+            case 2: {
+                // As the writer asks: the lookup that misses, then a fresh number.
+                auto known = numberOf.find(object);
+                ASSERT_EQ(map->referenceOf(object), known == numberOf.end() ? 0 : known->second);
                 while (taken[static_cast<size_t>(next)])
                     ++next;
                 ASSERT_EQ(map->newReference(object), next);
                 numberOf[object] = next++;
                 break;
+            }
             case 3: {
                 map->undefine(number);
                 auto it = definedAs.find(number);

@@ -17,9 +17,15 @@ void ioObjectNumbers::set(const void* object, int number)
         return;
     if (4 * (used + 1) > 3 * slots.size())
         rehash(slots.empty() ? 64 : 2 * slots.size());
-    std::size_t i = home(object);
-    while (slots[i].object && slots[i].object != object)
-        i = (i + 1) & mask();
+    std::size_t i;
+    if (object == missed) {
+        i = missedAt; // where the probe for it ended, the table unchanged since
+    } else {
+        i = home(object);
+        while (slots[i].object && slots[i].object != object)
+            i = (i + 1) & mask();
+    }
+    missed = nullptr;
     if (!slots[i].object)
         ++used;
     slots[i] = Slot{object, number};
@@ -37,6 +43,7 @@ void ioObjectNumbers::erase(const void* object, int number)
     }
     if (slots[hole].number != number)
         return;
+    missed = nullptr;
     // Backward shift: later entries of the probe run move into the hole when their home slot
     // does not lie between the hole and where they are, so lookups never stop early.
     for (std::size_t i = (hole + 1) & mask(); slots[i].object; i = (i + 1) & mask()) {
@@ -52,35 +59,39 @@ void ioObjectNumbers::erase(const void* object, int number)
 
 namespace {
 
-// Tables that earlier maps of this thread no longer use, largest first.
-struct TablePool {
-    std::vector<ioObjectNumbers::Slot> tables[2];
+// Vectors that earlier maps of this thread no longer use, at most two of each kind, each of at
+// most limit elements: a map of the same size as an earlier one then reuses memory that is
+// already touched instead of faulting in fresh pages.
+template <typename T> struct SparePool {
+    std::vector<T> spares[2];
 
-    // A table of size empty slots, from the pool when one is large enough.
-    std::vector<ioObjectNumbers::Slot> take(std::size_t size)
+    // An empty vector with room for size elements when a spare has it (the smaller of two that
+    // do), else an empty vector; size 0 asks for the larger spare.
+    std::vector<T> take(std::size_t size)
     {
-        std::vector<ioObjectNumbers::Slot> table;
-        const bool first = tables[0].capacity() >= size;
-        const bool second = tables[1].capacity() >= size;
-        if (first || second) // the smaller of those that fit
-            table.swap(first && (!second || tables[0].capacity() <= tables[1].capacity()) ? tables[0] : tables[1]);
-        table.assign(size, ioObjectNumbers::Slot{nullptr, 0});
-        return table;
+        std::vector<T> taken;
+        std::vector<T>& small = spares[0].capacity() <= spares[1].capacity() ? spares[0] : spares[1];
+        std::vector<T>& large = &small == &spares[0] ? spares[1] : spares[0];
+        if (size > 0 && small.capacity() >= size)
+            taken.swap(small);
+        else if (size == 0 || large.capacity() >= size)
+            taken.swap(large);
+        taken.clear();
+        return taken;
     }
-    void give(std::vector<ioObjectNumbers::Slot>& table)
+    void give(std::vector<T>& spent, std::size_t limit)
     {
-        if (table.capacity() > ioObjectNumbers::poolLimit)
+        if (spent.capacity() > limit)
             return;
-        std::vector<ioObjectNumbers::Slot>& smaller =
-            tables[0].capacity() <= tables[1].capacity() ? tables[0] : tables[1];
-        if (table.capacity() > smaller.capacity())
-            smaller.swap(table);
+        std::vector<T>& small = spares[0].capacity() <= spares[1].capacity() ? spares[0] : spares[1];
+        if (spent.capacity() > small.capacity())
+            small.swap(spent);
     }
 };
 
-TablePool& tablePool()
+template <typename T> SparePool<T>& sparePool()
 {
-    static thread_local TablePool pool;
+    static thread_local SparePool<T> pool;
     return pool;
 }
 
@@ -88,13 +99,15 @@ TablePool& tablePool()
 
 ioObjectNumbers::~ioObjectNumbers()
 {
-    tablePool().give(slots);
+    sparePool<Slot>().give(slots, poolLimit);
 }
 
 void ioObjectNumbers::rehash(std::size_t size)
 {
-    std::vector<Slot> old = tablePool().take(size);
+    std::vector<Slot> old = sparePool<Slot>().take(size);
     old.swap(slots);
+    slots.assign(size, Slot{nullptr, 0});
+    missed = nullptr;
     shift = 64;
     for (std::size_t s = size; s > 1; s >>= 1)
         --shift;
@@ -110,12 +123,19 @@ void ioObjectNumbers::rehash(std::size_t size)
         slots[i] = slot;
         ++used;
     }
-    tablePool().give(old);
+    sparePool<Slot>().give(old, poolLimit);
 }
 
 ioReferenceMapImpl::ioReferenceMapImpl()
-    : firstUnfilled(0), listsKept(false), usedEntries(0), nextNumber(1)
+    : flags(sparePool<uint8_t>().take(0)), bindings(sparePool<Binding>().take(0)), firstUnfilled(0),
+      listsKept(false), usedEntries(0), nextNumber(1)
 {
+}
+
+ioReferenceMapImpl::~ioReferenceMapImpl()
+{
+    sparePool<uint8_t>().give(flags, ioObjectNumbers::poolLimit);
+    sparePool<Binding>().give(bindings, ioObjectNumbers::poolLimit);
 }
 
 int ioReferenceMapImpl::referenceOf(const void* object) const

@@ -3,6 +3,7 @@
 #include "ioPacketType.h"
 
 #include <algorithm>
+#include <type_traits>
 
 ioReferenceMap::~ioReferenceMap() {}
 
@@ -59,23 +60,26 @@ void ioObjectNumbers::erase(const void* object, int number)
 
 namespace {
 
-// Vectors that earlier maps of this thread no longer use, at most two of each kind, each of at
+// Vectors that earlier maps of this thread no longer use, at most Count of a kind, each of at
 // most limit elements: a map of the same size as an earlier one then reuses memory that is
 // already touched instead of faulting in fresh pages.
-template <typename T> struct SparePool {
-    std::vector<T> spares[2];
+template <typename T, int Count> struct SparePool {
+    std::vector<T> spares[Count];
 
-    // An empty vector with room for size elements when a spare has it (the smaller of two that
-    // do), else an empty vector; size 0 asks for the larger spare.
+    // An empty vector with room for size elements when a spare has it (the smallest that
+    // does), else an empty vector; size 0 asks for the largest spare.
     std::vector<T> take(std::size_t size)
     {
+        std::vector<T>* best = nullptr;
+        for (std::vector<T>& spare : spares) {
+            const std::size_t room = spare.capacity();
+            if (size == 0 ? !best || room > best->capacity()
+                          : room >= size && (!best || room < best->capacity()))
+                best = &spare;
+        }
         std::vector<T> taken;
-        std::vector<T>& small = spares[0].capacity() <= spares[1].capacity() ? spares[0] : spares[1];
-        std::vector<T>& large = &small == &spares[0] ? spares[1] : spares[0];
-        if (size > 0 && small.capacity() >= size)
-            taken.swap(small);
-        else if (size == 0 || large.capacity() >= size)
-            taken.swap(large);
+        if (best)
+            taken.swap(*best);
         taken.clear();
         return taken;
     }
@@ -83,15 +87,21 @@ template <typename T> struct SparePool {
     {
         if (spent.capacity() > limit)
             return;
-        std::vector<T>& small = spares[0].capacity() <= spares[1].capacity() ? spares[0] : spares[1];
-        if (spent.capacity() > small.capacity())
-            small.swap(spent);
+        std::vector<T>* smallest = &spares[0];
+        for (std::vector<T>& spare : spares)
+            if (spare.capacity() < smallest->capacity())
+                smallest = &spare;
+        if (spent.capacity() > smallest->capacity())
+            smallest->swap(spent);
     }
 };
 
-template <typename T> SparePool<T>& sparePool()
+// Two object tables, so that growing a table can take the one before last; one of the others.
+template <typename T> constexpr int sparesKept = std::is_same<T, ioObjectNumbers::Slot>::value ? 2 : 1;
+
+template <typename T> SparePool<T, sparesKept<T>>& sparePool()
 {
-    static thread_local SparePool<T> pool;
+    static thread_local SparePool<T, sparesKept<T>> pool;
     return pool;
 }
 

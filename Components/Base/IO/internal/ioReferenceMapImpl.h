@@ -88,8 +88,8 @@ private:
 //
 // Like the object table, the flag and binding vectors come from a per-thread pool of those of
 // earlier maps, so saving or loading a large scene again does not fault in fresh pages. With the
-// object tables, a thread keeps at most 2 x (16 + 16 + 1) bytes per entry of poolLimit entries,
-// 66 MB, and only after maps of a million objects.
+// two object tables, a thread keeps at most (2 x 16 + 16 + 1) bytes for each of poolLimit
+// entries, 49 MB, and only after maps of a million objects.
 //
 // Slots waiting for a number are kept in registration order and filled in one pass. Per-number
 // lists of them are built only when something needs a number's own slots (a waited-for number

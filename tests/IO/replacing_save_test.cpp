@@ -104,6 +104,17 @@ TEST(ReplacingSave, TheOldFileStaysUntilACloseThatFoundEveryWriteDone)
         EXPECT_EQ(fs::status(path).permissions(), mode);
     }
 
+    // A read-only file gets the new bytes and stays read-only (on Windows, the attribute).
+    const auto readOnly = fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read;
+    fs::permissions(path, readOnly);
+    out.openFileReplacing(path.c_str());
+    out.writeString("read-only");
+    out.close();
+    EXPECT_TRUE(out.good());
+    EXPECT_EQ(qvTest::readFileBytes(path), "read-only");
+    EXPECT_EQ(fs::status(path).permissions() & fs::perms::all, readOnly);
+    fs::permissions(path, mode);
+
     fs::create_directory(dir.file("sub"));
     out.openFileReplacing(dir.file("sub").c_str());
     EXPECT_EQ(out.getStatus(), ioStreamOpenFailed);

@@ -118,9 +118,20 @@ bool fdReplace(const std::string& temporary, const std::string& target, FdFailur
 {
     if (fdInjectedFailure(failure))
         return false;
-    if (!MoveFileExA(temporary.c_str(), target.c_str(),
-                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        failure = GetLastError() == ERROR_DISK_FULL ? FdFailure::noSpace : FdFailure::other;
+    // The new file keeps the attributes of the one it replaces (read-only, hidden, ...), as
+    // it keeps the permission bits on POSIX. A read-only file refuses to be replaced, so the
+    // flag is lifted for the move and put back on whichever file holds the name afterwards.
+    const DWORD kept = GetFileAttributesA(target.c_str());
+    const bool replacing = kept != INVALID_FILE_ATTRIBUTES && !(kept & FILE_ATTRIBUTE_DIRECTORY);
+    if (replacing && (kept & FILE_ATTRIBUTE_READONLY))
+        SetFileAttributesA(target.c_str(), kept & ~FILE_ATTRIBUTE_READONLY);
+    const bool moved = MoveFileExA(temporary.c_str(), target.c_str(),
+                                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+    const DWORD error = moved ? 0 : GetLastError();
+    if (replacing)
+        SetFileAttributesA(target.c_str(), kept);
+    if (!moved) {
+        failure = error == ERROR_DISK_FULL ? FdFailure::noSpace : FdFailure::other;
         return false;
     }
     return true;

@@ -1,3 +1,4 @@
+#include "internal/qvOSPlatform.h"
 #include "qvOSFileOps.h"
 #include "qvOSLocalFile.h"
 #include "qvTestEnvironment.h"
@@ -9,9 +10,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -477,6 +480,69 @@ TEST(FileSafety, TheSameFileOrTheTreesOwnInsideIsRefused)
     // Beside the tree is fine, including a name that merely starts like it.
     ASSERT_FALSE(fileFor(tree)->copyTo(*fileFor(root / "t2")));
     EXPECT_EQ(snapshot(root / "t2"), before);
+}
+
+// Every system call of a copy over an existing file, and of a move, fails in turn each way. A
+// failed copy leaves the old destination whole and no stray file, and a failed move keeps its
+// source; interruptions and short counts are retried to a whole copy.
+TEST(FileSafety, ACopyThatFailsLeavesTheOldDestinationWhole)
+{
+    using qvOS::internal::FileFault;
+    qvTest::TempDir temp;
+    const fs::path root(temp.path());
+    const std::string from = (root / "from").string();
+    const std::string to = (root / "to").string();
+    std::string bytes(200000, '\0'); // several reads and writes
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<char>(i * 7);
+    const std::string old = "the old destination";
+    const auto entries = [&] {
+        std::set<std::string> names;
+        for (const auto& entry : fs::directory_iterator(root))
+            names.insert(entry.path().filename().string());
+        return names;
+    };
+    std::map<int, long> runs; // per fault kind
+    for (FileFault fault : {FileFault::ioError, FileFault::noSpace, FileFault::interrupted,
+                            FileFault::shortCount}) {
+        const bool fails = fault == FileFault::ioError || fault == FileFault::noSpace;
+        for (bool moving : {false, true}) {
+            for (long call = 1;; ++call) {
+                qvTest::writeFileBytes(from, bytes);
+                qvTest::writeFileBytes(to, old);
+                qvOS::internal::injectFileFault(call, fault);
+                const Error err = moving ? qvOS::fileMove(from.c_str(), to.c_str(), true)
+                                         : qvOS::fileCopy(from.c_str(), to.c_str(), true);
+                const long made = qvOS::internal::fileCallCount();
+                qvOS::internal::injectFileFault(0, fault);
+                if (call > made)
+                    break; // the whole operation ran without reaching the fault
+                ++runs[static_cast<int>(fault)];
+                EXPECT_EQ(err.num(), fails ? 1 : 0) << call << " " << moving;
+                EXPECT_EQ(qvTest::readFileBytes(to), fails ? old : bytes) << call << " " << moving;
+                const bool sourceKept = fails || !moving;
+                EXPECT_EQ(sourceKept && qvTest::readFileBytes(from) == bytes, sourceKept) << call;
+                const std::set<std::string> expected =
+                    sourceKept ? std::set<std::string>{"from", "to"} : std::set<std::string>{"to"};
+                EXPECT_EQ(entries(), expected) << call;
+            }
+        }
+    }
+    for (const auto& kind : runs)
+        EXPECT_GT(kind.second, 1) << "fault kind " << kind.first;
+    std::cout << "[          ] injected copy and move faults: " << runs[0] << " I/O errors, "
+              << runs[1] << " full disks, " << runs[2] << " interruptions, " << runs[3]
+              << " short counts\n";
+
+    if (qvTest::runningOnWindows())
+        return; // links need privileges there
+    // A destination that is a link stays one; the file it points to gets the copy.
+    qvTest::writeFileBytes(from, bytes);
+    qvTest::writeFileBytes(to, old);
+    fs::create_symlink("to", root / "link");
+    ASSERT_FALSE(qvOS::fileCopy(from.c_str(), (root / "link").string().c_str(), true));
+    EXPECT_TRUE(fs::is_symlink(root / "link"));
+    EXPECT_EQ(qvTest::readFileBytes(to), bytes);
 }
 
 TEST(FileNames, ColonNamesAndCanonicalNamesReachTheirFiles)

@@ -4,6 +4,7 @@
 // Descriptor input/output of the operating system: POSIX calls on Linux, the C runtime's
 // descriptor calls (binary mode) on Windows; posix/ and win32/ each implement it.
 
+#include "internal/qvOSPlatform.h"
 #include "qvBaseExport.h"
 
 #include <cerrno>
@@ -55,11 +56,19 @@ void fdRemove(const std::string& path);
 
 // Fault injection for tests: the call-th call of this layer from now on (open, read, write,
 // sync, close, replace; counting from 1) fails the given way; 0 disarms. Short counts move at
-// most half the bytes asked for; they and interruptions must be retried by the callers.
-enum class FdFault { ioError, noSpace, interrupted, shortCount };
-QV_BASE_API void injectFdFault(long call, FdFault fault);
+// most half the bytes asked for; they and interruptions must be retried by the callers. The
+// count is the one of the file copies below the files (injectFileFault), so that an operation
+// using both layers has its calls numbered in one sequence.
+using FdFault = qvOS::internal::FileFault;
+inline void injectFdFault(long call, FdFault fault)
+{
+    qvOS::internal::injectFileFault(call, fault);
+}
 // Calls of this layer since the last injectFdFault.
-QV_BASE_API long fdCallCount();
+inline long fdCallCount()
+{
+    return qvOS::internal::fileCallCount();
+}
 // Called by each call of this layer: true when an injected fault makes it fail at once, with
 // failure set; a short count only shrinks *size (when the call has one) and the call goes on.
 bool fdInjectedFailure(FdFailure& failure, int* size = nullptr);

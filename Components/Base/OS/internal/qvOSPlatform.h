@@ -5,6 +5,8 @@
 // them. Paths are passed as the caller holds them; nativePath() turns a canonical name (with
 // backslashes) into one the platform's calls accept.
 
+#include "qvBaseExport.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -69,10 +71,22 @@ bool queryStatus(const std::string& name, FileStatus& status);
 int listDirectory(const std::string& dir, std::vector<std::string>& names);
 
 // Copies a whole file. Returns 0 or the system's error number; failIfExists refuses an existing
-// destination. kind tells the portable code what the number means.
+// destination. kind tells the portable code what the number means. An existing regular file
+// is replaced only by a whole copy: on failure it is left as it was.
 enum class CopyFailure { none, notFound, exists, other };
 int copyFile(const std::string& from, const std::string& to, bool failIfExists,
              CopyFailure& kind);
+
+// Fault injection for tests: the call-th system call from now on (counting from 1, over every
+// thread) of copyFile, or of the packet streams' descriptor layer, which shares the count, fails
+// the given way; 0 disarms. Interruptions and short counts, where the platform's calls have
+// them, are retried by their callers.
+enum class FileFault { ioError, noSpace, interrupted, shortCount };
+QV_BASE_API void injectFileFault(long call, FileFault fault);
+// The calls counted since the last injectFileFault.
+QV_BASE_API long fileCallCount();
+// Counts a call; true with the fault when it is the one to fail.
+bool fileFaultHere(FileFault& fault);
 // Deletes a file: 0 or the system's error number.
 int deleteFile(const std::string& name);
 // The C runtime's rename, refusing an existing destination on every platform. Returns the

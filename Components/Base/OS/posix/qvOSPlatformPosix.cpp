@@ -185,11 +185,38 @@ int listDirectory(const std::string& dir, std::vector<std::string>& names)
 
 namespace {
 
+// Each system call of copyFile is counted first, so that a test can make any of them fail.
+// True when it is to fail, with errno set; a short count only shrinks size.
+bool faulted(std::size_t* size = nullptr)
+{
+    FileFault fault;
+    if (!fileFaultHere(fault))
+        return false;
+    if (fault == FileFault::shortCount) {
+        if (size && *size > 1)
+            *size /= 2;
+        return false;
+    }
+    errno = fault == FileFault::noSpace ? ENOSPC : fault == FileFault::interrupted ? EINTR : EIO;
+    return true;
+}
+
+// A counted call returning -1 on failure, repeated while it is interrupted.
+template <typename Call> int counted(Call call)
+{
+    for (;;) {
+        const int result = faulted() ? -1 : call();
+        if (result >= 0 || errno != EINTR)
+            return result;
+    }
+}
+
 // Writes all of size bytes, retrying after interruptions and short writes.
 bool writeAll(int fd, const char* data, std::size_t size)
 {
     while (size > 0) {
-        const ssize_t n = ::write(fd, data, size);
+        std::size_t piece = size;
+        const ssize_t n = faulted(&piece) ? -1 : ::write(fd, data, piece);
         if (n < 0) {
             if (errno == EINTR)
                 continue;
@@ -201,13 +228,86 @@ bool writeAll(int fd, const char* data, std::size_t size)
     return true;
 }
 
+// Copies the open file in to out; 0 or the error number.
+int copyBytes(int in, int out)
+{
+    static const std::size_t blockSize = 1 << 16;
+    std::vector<char> block(blockSize);
+    for (;;) {
+        std::size_t piece = blockSize;
+        const ssize_t n = faulted(&piece) ? -1 : ::read(in, block.data(), piece);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 || (n > 0 && !writeAll(out, block.data(), static_cast<std::size_t>(n))))
+            return errno;
+        if (n == 0)
+            return 0;
+    }
+}
+
+// Closes fd whatever happens (an interrupted close has closed it); 0 or the error number.
+int closeCounted(int fd)
+{
+    const bool failed = faulted() && errno != EINTR;
+    const int err = failed ? errno : 0;
+    if (::close(fd) != 0 && !failed && errno != EINTR)
+        return errno;
+    return err;
+}
+
+// The regular file an existing destination names (through links), or "" when it is not one:
+// only such a file is replaced through a new file beside it.
+std::string replacedFile(const std::string& to, struct stat& info)
+{
+    if (::stat(to.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return std::string();
+    char resolved[PATH_MAX];
+    struct stat entry;
+    if (::lstat(to.c_str(), &entry) == 0 && S_ISLNK(entry.st_mode))
+        return ::realpath(to.c_str(), resolved) ? std::string(resolved) : std::string();
+    return to;
+}
+
+// A new, empty file beside target for its replacement, with target's permission bits and (as
+// far as the process may) its owner. The descriptor, or -1 with errno.
+int openBeside(const std::string& target, const struct stat& info, std::string& temporary)
+{
+    static std::atomic<unsigned int> counter{0};
+    const std::size_t slash = target.rfind('/');
+    const std::string dir = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
+    const std::string base = target.substr(dir.size());
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        temporary = dir + "." + base + "." + std::to_string(::getpid()) + "."
+            + std::to_string(counter++) + ".tmp";
+        const int fd = counted(
+            [&] { return ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600); });
+        if (fd < 0 && errno == EEXIST)
+            continue;
+        if (fd < 0)
+            return -1;
+        if (::fchown(fd, info.st_uid, info.st_gid) != 0) {
+            // Not permitted to give the file away: it stays the copier's, as a new copy would.
+        }
+        if (::fchmod(fd, info.st_mode & 07777) != 0) {
+            const int err = errno;
+            ::close(fd);
+            ::unlink(temporary.c_str());
+            errno = err;
+            return -1;
+        }
+        return fd;
+    }
+    errno = EEXIST;
+    return -1;
+}
+
 } // namespace
 
 int copyFile(const std::string& from, const std::string& to, bool failIfExists,
              CopyFailure& kind)
 {
     kind = CopyFailure::other;
-    const int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    const int in = counted([&] { return ::open(from.c_str(), O_RDONLY | O_CLOEXEC); });
     if (in < 0) {
         const int err = errno;
         if (err == ENOENT)
@@ -220,37 +320,45 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
         ::close(in);
         return err;
     }
-    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
-    const int out = ::open(to.c_str(), flags, info.st_mode & 07777);
+    // Truncating an existing file and then failing (a full disk) would lose it: the copy goes
+    // to a new file beside it, made durable and renamed over it only when whole. A link keeps
+    // its place; the file it points to is the one replaced.
+    struct stat old;
+    const std::string target = failIfExists ? std::string() : replacedFile(to, old);
+    std::string temporary;
+    int out;
+    if (!target.empty()) {
+        out = openBeside(target, old, temporary);
+    } else {
+        const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
+        out = counted([&] { return ::open(to.c_str(), flags, info.st_mode & 07777); });
+    }
     if (out < 0) {
         const int err = errno;
         ::close(in);
-        if (err == EEXIST)
+        if (err == EEXIST && temporary.empty())
             kind = CopyFailure::exists;
         return err;
     }
-    static const std::size_t blockSize = 1 << 16;
-    std::vector<char> block(blockSize);
-    int err = 0;
-    for (;;) {
-        const ssize_t n = ::read(in, block.data(), blockSize);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0 || (n > 0 && !writeAll(out, block.data(), static_cast<std::size_t>(n)))) {
-            err = errno;
-            break;
-        }
-        if (n == 0)
-            break;
-    }
+    int err = copyBytes(in, out);
     ::close(in);
-    if (::close(out) != 0 && err == 0)
+    // EINVAL: nothing to make durable on this file system.
+    if (err == 0 && !temporary.empty() && counted([&] { return ::fsync(out); }) != 0 && errno != EINVAL)
+        err = errno;
+    if (const int closed = closeCounted(out))
+        err = err ? err : closed;
+    if (err == 0 && !temporary.empty()
+        && counted([&] { return std::rename(temporary.c_str(), target.c_str()); }) != 0)
         err = errno;
     if (err != 0) {
-        // No half-copied regular file is left behind (a device such as /dev/full stays).
-        struct stat written;
-        if (::stat(to.c_str(), &written) == 0 && S_ISREG(written.st_mode))
-            ::unlink(to.c_str());
+        if (!temporary.empty()) {
+            ::unlink(temporary.c_str());
+        } else {
+            // No half-copied regular file is left behind (a device such as /dev/full stays).
+            struct stat written;
+            if (::stat(to.c_str(), &written) == 0 && S_ISREG(written.st_mode))
+                ::unlink(to.c_str());
+        }
         return err;
     }
     kind = CopyFailure::none;

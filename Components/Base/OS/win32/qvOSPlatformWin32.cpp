@@ -238,14 +238,54 @@ int listDirectory(const std::string& dir, std::vector<std::string>& names)
     return err == ERROR_NO_MORE_FILES ? 0 : static_cast<int>(err);
 }
 
+namespace {
+
+// Each system call of copyFile is counted first, so that a test can make any of them fail;
+// interruptions and short counts do not happen to these calls. True when it is to fail, with
+// the last error set.
+bool faulted()
+{
+    FileFault fault;
+    if (!fileFaultHere(fault) || fault == FileFault::interrupted || fault == FileFault::shortCount)
+        return false;
+    SetLastError(fault == FileFault::noSpace ? ERROR_DISK_FULL : ERROR_WRITE_FAULT);
+    return true;
+}
+
+} // namespace
+
 int copyFile(const std::string& from, const std::string& to, bool failIfExists,
              CopyFailure& kind)
 {
-    if (CopyFileA(from.c_str(), to.c_str(), failIfExists ? TRUE : FALSE)) {
+    // Copying over an existing file truncates it first, and a copy that then fails (a full
+    // disk) would lose it: the copy goes to a new file beside it that replaces it only when
+    // whole. A link is copied onto as the system does it, through to its file, and the system
+    // refuses a read-only file as before.
+    const DWORD attributes = failIfExists ? INVALID_FILE_ATTRIBUTES : GetFileAttributesA(to.c_str());
+    bool beside = attributes != INVALID_FILE_ATTRIBUTES
+        && !(attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_READONLY));
+    std::string temporary;
+    if (beside) {
+        // A directory too long for a temporary name there gets the direct copy.
+        const std::size_t slash = to.find_last_of("\\/:");
+        const std::string dir = slash == std::string::npos ? std::string(".") : to.substr(0, slash + 1);
+        char name[MAX_PATH];
+        beside = GetTempFileNameA(dir.c_str(), "qvc", 0, name) != 0;
+        if (beside)
+            temporary = name;
+    }
+    const std::string& copyTo = beside ? temporary : to;
+    bool done = !faulted() && CopyFileA(from.c_str(), copyTo.c_str(), failIfExists ? TRUE : FALSE);
+    if (done && beside)
+        done = !faulted() && MoveFileExA(temporary.c_str(), to.c_str(),
+                                         MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    const DWORD err = done ? 0 : GetLastError();
+    if (!done && beside)
+        DeleteFileA(temporary.c_str());
+    if (done) {
         kind = CopyFailure::none;
         return 0;
     }
-    const DWORD err = GetLastError();
     kind = err == ERROR_FILE_NOT_FOUND ? CopyFailure::notFound
         : err == ERROR_FILE_EXISTS     ? CopyFailure::exists
                                        : CopyFailure::other;

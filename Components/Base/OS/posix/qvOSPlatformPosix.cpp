@@ -326,10 +326,15 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
     struct stat old;
     const std::string target = failIfExists ? std::string() : replacedFile(to, old);
     std::string temporary;
-    int out;
+    int out = -1;
     if (!target.empty()) {
         out = openBeside(target, old, temporary);
-    } else {
+        // A directory that takes no new files while the file itself is writable: the copy is
+        // made in place as before rather than refused.
+        if (out < 0 && (errno == EACCES || errno == EPERM))
+            temporary.clear();
+    }
+    if (temporary.empty()) {
         const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
         out = counted([&] { return ::open(to.c_str(), flags, info.st_mode & 07777); });
     }

@@ -280,8 +280,10 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
         done = !faulted() && MoveFileExA(temporary.c_str(), to.c_str(),
                                          MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
     const DWORD err = done ? 0 : GetLastError();
-    if (!done && beside)
+    if (!done && beside) {
+        SetFileAttributesA(temporary.c_str(), FILE_ATTRIBUTE_NORMAL); // a read-only source's copy
         DeleteFileA(temporary.c_str());
+    }
     if (done) {
         kind = CopyFailure::none;
         return 0;

@@ -256,10 +256,13 @@ int closeCounted(int fd)
 }
 
 // The regular file an existing destination names (through links), or "" when it is not one:
-// only such a file is replaced through a new file beside it.
+// only such a file is replaced through a new file beside it. A file the caller may not write is
+// not one either: renaming over it would get past its permissions, where opening it in place
+// is refused as before.
 std::string replacedFile(const std::string& to, struct stat& info)
 {
-    if (::stat(to.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (::stat(to.c_str(), &info) != 0 || !S_ISREG(info.st_mode)
+        || ::faccessat(AT_FDCWD, to.c_str(), W_OK, AT_EACCESS) != 0)
         return std::string();
     char resolved[PATH_MAX];
     struct stat entry;

@@ -17,6 +17,7 @@
 
 #if !defined(_WIN32)
 #include <csignal>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -301,5 +302,22 @@ TEST(ReplacingSave, AKilledSaveLeavesTheOldOrTheNewSceneWhole)
     }
     std::cout << "[ killed   ] 12 saves killed: old scene " << sawEach[0] << ", new scene "
               << sawEach[1] << "\n";
+}
+
+// A save by a process that may give files away (root, saving a user's file) leaves the file
+// its owner's, as writing it in place would.
+TEST(ReplacingSave, TheNewFileKeepsTheOwnerOfTheOld)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only a privileged process can give a file to another owner";
+    qvTest::TempDir dir;
+    const std::string path = dir.file("owned.qv");
+    ASSERT_EQ(saveScene(qvTest::makeScene({20, 2, 2, 0}), path, ioWriteBinary, {}), ioOk);
+    ASSERT_EQ(::chown(path.c_str(), 4321, 8765), 0);
+    ASSERT_EQ(saveScene(qvTest::makeScene({30, 2, 2, 0}), path, ioWriteAscii, {}), ioOk);
+    struct stat info;
+    ASSERT_EQ(::stat(path.c_str(), &info), 0);
+    EXPECT_EQ(info.st_uid, 4321u);
+    EXPECT_EQ(info.st_gid, 8765u);
 }
 #endif

@@ -1,54 +1,14 @@
 #include "../internal/ioFileDescriptor.h"
 
-#include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <io.h>
-#include <process.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <windows.h>
 
 namespace io {
 namespace internal {
-
-namespace {
-
-// The directory part of a name, with its separator, or "" for a bare name.
-std::string directoryOf(const std::string& name)
-{
-    const std::size_t slash = name.find_last_of("\\/:");
-    return slash == std::string::npos ? std::string() : name.substr(0, slash + 1);
-}
-
-// The file a name ends at when it is a symbolic link (a reparse point), so that a save replaces
-// the file the link points to and the link stays; any other name as it is. A link whose file
-// is missing is replaced itself, as the system cannot open what it points to.
-std::string finalTarget(const char* path)
-{
-    const DWORD attributes = GetFileAttributesA(path);
-    if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT))
-        return path;
-    HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return path;
-    char name[4 * MAX_PATH];
-    const DWORD length = GetFinalPathNameByHandleA(file, name, sizeof name, FILE_NAME_NORMALIZED);
-    CloseHandle(file);
-    if (length == 0 || length >= sizeof name)
-        return path;
-    const std::string resolved(name, length);
-    // The system gives the long-name form: \\?\C:\dir\file or \\?\UNC\server\share\file.
-    if (resolved.rfind("\\\\?\\UNC\\", 0) == 0)
-        return "\\\\" + resolved.substr(8);
-    if (resolved.rfind("\\\\?\\", 0) == 0)
-        return resolved.substr(4);
-    return resolved;
-}
-
-} // namespace
 
 int fdOpen(const char* path, bool forInput, FdFailure& failure)
 {
@@ -103,31 +63,13 @@ int fdOpenReplacement(const char* path, std::string& temporary, std::string& tar
     if (fdInjectedFailure(failure))
         return -1;
     failure = FdFailure::other;
-    target = finalTarget(path);
+    target = qvOS::internal::replacementTarget(path);
     struct _stati64 info;
-    const bool replacing = ::_stati64(target.c_str(), &info) == 0;
-    if (replacing && !(info.st_mode & _S_IFREG))
+    if (::_stati64(target.c_str(), &info) == 0 && !(info.st_mode & _S_IFREG))
         return -1; // a directory or a device is not a file to swap out
-    static std::atomic<unsigned int> counter{0};
-    const std::string dir = directoryOf(target);
-    const std::string base = target.substr(dir.size());
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        char suffix[48];
-        std::snprintf(suffix, sizeof suffix, ".%d.%u.tmp", ::_getpid(), counter++);
-        temporary = dir + "." + base + suffix;
-        const int fd = ::_open(temporary.c_str(),
-                               _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
-                               _S_IREAD | _S_IWRITE);
-        if (fd < 0 && errno == EEXIST)
-            continue;
-        if (fd < 0) {
-            failure = classifyErrno(errno);
-            return -1;
-        }
-        failure = FdFailure::none;
-        return fd;
-    }
-    return -1;
+    const int fd = qvOS::internal::createBeside(target, temporary);
+    failure = fd < 0 ? classifyErrno(errno) : FdFailure::none;
+    return fd;
 }
 
 bool fdSync(int fd, FdFailure& failure)

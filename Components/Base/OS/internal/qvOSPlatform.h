@@ -77,6 +77,14 @@ enum class CopyFailure { none, notFound, exists, other };
 int copyFile(const std::string& from, const std::string& to, bool failIfExists,
              CopyFailure& kind);
 
+// Replacing a file whole, for crash-safe saves and for copies. replacementTarget gives the file a
+// name ends at, links followed (it need not exist yet): that file is the one replaced, so that a
+// link stays a link. createBeside makes a new, empty file in target's directory and gives its
+// name; when target exists the new file takes its permission bits (on POSIX, as far as the
+// process may, its owner too). Returns the C runtime's descriptor, or -1 with errno.
+std::string replacementTarget(const std::string& name);
+int createBeside(const std::string& target, std::string& temporary);
+
 // Fault injection for tests: the call-th system call from now on (counting from 1, over every
 // thread) of copyFile, or of the packet streams' descriptor layer, which shares the count, fails
 // the given way; 0 disarms. Interruptions and short counts, where the platform's calls have

@@ -259,49 +259,13 @@ int closeCounted(int fd)
 // only such a file is replaced through a new file beside it. A file the caller may not write is
 // not one either: renaming over it would get past its permissions, where opening it in place
 // is refused as before.
-std::string replacedFile(const std::string& to, struct stat& info)
+std::string replacedFile(const std::string& to)
 {
+    struct stat info;
     if (::stat(to.c_str(), &info) != 0 || !S_ISREG(info.st_mode)
         || ::faccessat(AT_FDCWD, to.c_str(), W_OK, AT_EACCESS) != 0)
         return std::string();
-    char resolved[PATH_MAX];
-    struct stat entry;
-    if (::lstat(to.c_str(), &entry) == 0 && S_ISLNK(entry.st_mode))
-        return ::realpath(to.c_str(), resolved) ? std::string(resolved) : std::string();
-    return to;
-}
-
-// A new, empty file beside target for its replacement, with target's permission bits and (as
-// far as the process may) its owner. The descriptor, or -1 with errno.
-int openBeside(const std::string& target, const struct stat& info, std::string& temporary)
-{
-    static std::atomic<unsigned int> counter{0};
-    const std::size_t slash = target.rfind('/');
-    const std::string dir = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
-    const std::string base = target.substr(dir.size());
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        temporary = dir + "." + base + "." + std::to_string(::getpid()) + "."
-            + std::to_string(counter++) + ".tmp";
-        const int fd = counted(
-            [&] { return ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600); });
-        if (fd < 0 && errno == EEXIST)
-            continue;
-        if (fd < 0)
-            return -1;
-        if (::fchown(fd, info.st_uid, info.st_gid) != 0) {
-            // Not permitted to give the file away: it stays the copier's, as a new copy would.
-        }
-        if (::fchmod(fd, info.st_mode & 07777) != 0) {
-            const int err = errno;
-            ::close(fd);
-            ::unlink(temporary.c_str());
-            errno = err;
-            return -1;
-        }
-        return fd;
-    }
-    errno = EEXIST;
-    return -1;
+    return replacementTarget(to);
 }
 
 } // namespace
@@ -326,40 +290,40 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
     // Truncating an existing file and then failing (a full disk) would lose it: the copy goes
     // to a new file beside it, made durable and renamed over it only when whole. A link keeps
     // its place; the file it points to is the one replaced.
-    struct stat old;
-    const std::string target = failIfExists ? std::string() : replacedFile(to, old);
+    const std::string target = failIfExists ? std::string() : replacedFile(to);
+    bool beside = !target.empty();
     std::string temporary;
     int out = -1;
-    if (!target.empty()) {
-        out = openBeside(target, old, temporary);
+    if (beside) {
+        out = counted([&] { return createBeside(target, temporary); });
         // A directory that takes no new files while the file itself is writable: the copy is
         // made in place as before rather than refused.
         if (out < 0 && (errno == EACCES || errno == EPERM))
-            temporary.clear();
+            beside = false;
     }
-    if (temporary.empty()) {
+    if (!beside) {
         const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
         out = counted([&] { return ::open(to.c_str(), flags, info.st_mode & 07777); });
     }
     if (out < 0) {
         const int err = errno;
         ::close(in);
-        if (err == EEXIST && temporary.empty())
+        if (err == EEXIST && !beside)
             kind = CopyFailure::exists;
         return err;
     }
     int err = copyBytes(in, out);
     ::close(in);
     // EINVAL: nothing to make durable on this file system.
-    if (err == 0 && !temporary.empty() && counted([&] { return ::fsync(out); }) != 0 && errno != EINVAL)
+    if (err == 0 && beside && counted([&] { return ::fsync(out); }) != 0 && errno != EINVAL)
         err = errno;
     if (const int closed = closeCounted(out))
         err = err ? err : closed;
-    if (err == 0 && !temporary.empty()
+    if (err == 0 && beside
         && counted([&] { return std::rename(temporary.c_str(), target.c_str()); }) != 0)
         err = errno;
     if (err != 0) {
-        if (!temporary.empty()) {
+        if (beside) {
             ::unlink(temporary.c_str());
         } else {
             // No half-copied regular file is left behind (a device such as /dev/full stays).
@@ -371,6 +335,60 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
     }
     kind = CopyFailure::none;
     return 0;
+}
+
+std::string replacementTarget(const std::string& name)
+{
+    std::string at = name;
+    std::vector<char> text(PATH_MAX + 1);
+    for (int hops = 0; hops < 40; ++hops) {
+        struct stat info;
+        if (::lstat(at.c_str(), &info) != 0 || !S_ISLNK(info.st_mode))
+            break;
+        const ssize_t length = ::readlink(at.c_str(), text.data(), text.size() - 1);
+        if (length <= 0)
+            break;
+        const std::string link(text.data(), static_cast<std::size_t>(length));
+        const std::size_t slash = at.rfind('/');
+        at = link[0] == '/' || slash == std::string::npos ? link : at.substr(0, slash + 1) + link;
+    }
+    return at;
+}
+
+int createBeside(const std::string& target, std::string& temporary)
+{
+    struct stat info;
+    const bool replacing = ::stat(target.c_str(), &info) == 0;
+    // The process id and a counter keep concurrent writers apart; O_EXCL keeps strangers' files.
+    static std::atomic<unsigned int> counter{0};
+    const std::size_t slash = target.rfind('/');
+    const std::string dir = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
+    const std::string base = target.substr(dir.size());
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        temporary = dir + "." + base + "." + std::to_string(::getpid()) + "."
+            + std::to_string(counter++) + ".tmp";
+        const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                              replacing ? 0600 : 0666);
+        if (fd < 0 && (errno == EEXIST || errno == EINTR))
+            continue;
+        if (fd < 0)
+            return -1;
+        if (replacing) {
+            if (::fchown(fd, info.st_uid, info.st_gid) != 0) {
+                // Not permitted to give the file away: it stays the writer's, as a new file would.
+            }
+            if (::fchmod(fd, info.st_mode & 07777) != 0) {
+                const int err = errno;
+                ::close(fd);
+                ::unlink(temporary.c_str());
+                errno = err;
+                return -1;
+            }
+        }
+        return fd;
+    }
+    errno = EEXIST;
+    return -1;
 }
 
 int deleteFile(const std::string& name)

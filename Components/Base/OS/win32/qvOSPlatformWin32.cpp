@@ -2,10 +2,13 @@
 
 #include "qvOSFileStatus.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <direct.h>
+#include <fcntl.h>
 #include <io.h>
+#include <process.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -292,6 +295,52 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
         : err == ERROR_FILE_EXISTS     ? CopyFailure::exists
                                        : CopyFailure::other;
     return err != 0 ? static_cast<int>(err) : static_cast<int>(ERROR_GEN_FAILURE);
+}
+
+std::string replacementTarget(const std::string& name)
+{
+    // A symbolic link is a reparse point; a link whose file is missing is replaced itself, as
+    // the system cannot open what it points to.
+    const DWORD attributes = GetFileAttributesA(name.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT))
+        return name;
+    HANDLE file = CreateFileA(name.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return name;
+    char resolved[4 * MAX_PATH];
+    const DWORD length = GetFinalPathNameByHandleA(file, resolved, sizeof resolved, FILE_NAME_NORMALIZED);
+    CloseHandle(file);
+    if (length == 0 || length >= sizeof resolved)
+        return name;
+    const std::string full(resolved, length);
+    // The system gives the long-name form: \\?\C:\dir\file or \\?\UNC\server\share\file.
+    if (full.rfind("\\\\?\\UNC\\", 0) == 0)
+        return "\\\\" + full.substr(8);
+    if (full.rfind("\\\\?\\", 0) == 0)
+        return full.substr(4);
+    return full;
+}
+
+int createBeside(const std::string& target, std::string& temporary)
+{
+    // Attributes are not copied here: the move that replaces target keeps them (fdReplace).
+    static std::atomic<unsigned int> counter{0};
+    const std::size_t slash = target.find_last_of("\\/:");
+    const std::string dir = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
+    const std::string base = target.substr(dir.size());
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        temporary = dir + "." + base + "." + std::to_string(::_getpid()) + "."
+            + std::to_string(counter++) + ".tmp";
+        const int fd = ::_open(temporary.c_str(),
+                               _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
+                               _S_IREAD | _S_IWRITE);
+        if (fd < 0 && errno == EEXIST)
+            continue;
+        return fd;
+    }
+    errno = EEXIST;
+    return -1;
 }
 
 int deleteFile(const std::string& name)

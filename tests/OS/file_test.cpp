@@ -503,23 +503,35 @@ TEST(FileSafety, ACopyThatFailsLeavesTheOldDestinationWhole)
         return names;
     };
     std::map<int, long> runs; // per fault kind
+    long opRuns[4] = {}; // per operation: each must reach the counted calls
     for (FileFault fault : {FileFault::ioError, FileFault::noSpace, FileFault::interrupted,
                             FileFault::shortCount}) {
         const bool fails = fault == FileFault::ioError || fault == FileFault::noSpace;
-        for (bool moving : {false, true}) {
+        // Copies and moves by name, and through the File objects.
+        for (int op = 0; op < 4; ++op) {
+            const bool moving = op % 2 == 1;
+            const bool byName = op < 2;
             for (long call = 1;; ++call) {
                 qvTest::writeFileBytes(from, bytes);
                 qvTest::writeFileBytes(to, old);
+                std::unique_ptr<File> source = fileFor(from);
+                std::unique_ptr<File> dest = fileFor(to);
                 qvOS::internal::injectFileFault(call, fault);
-                const Error err = moving ? qvOS::fileMove(from.c_str(), to.c_str(), true)
-                                         : qvOS::fileCopy(from.c_str(), to.c_str(), true);
+                const Error err = byName ? (moving ? qvOS::fileMove(from.c_str(), to.c_str(), true)
+                                                   : qvOS::fileCopy(from.c_str(), to.c_str(), true))
+                                         : (moving ? source->moveTo(*dest) : source->copyTo(*dest));
                 const long made = qvOS::internal::fileCallCount();
                 qvOS::internal::injectFileFault(0, fault);
                 if (call > made)
                     break; // the whole operation ran without reaching the fault
                 ++runs[static_cast<int>(fault)];
-                EXPECT_EQ(err.num(), fails ? 1 : 0) << call << " " << moving;
-                EXPECT_EQ(qvTest::readFileBytes(to), fails ? old : bytes) << call << " " << moving;
+                ++opRuns[op];
+                // Through File, a destination that cannot be made is code 2, a fault after it 4.
+                const bool expectedCode = !fails ? err.num() == 0
+                    : byName ? err.num() == 1
+                             : err.num() == File::ErrIO_problem || err.num() == File::ErrExists;
+                EXPECT_TRUE(expectedCode) << err.num() << " at call " << call << " of operation " << op;
+                EXPECT_EQ(qvTest::readFileBytes(to), fails ? old : bytes) << call << " " << op;
                 const bool sourceKept = fails || !moving;
                 EXPECT_EQ(sourceKept && qvTest::readFileBytes(from) == bytes, sourceKept) << call;
                 const std::set<std::string> expected =
@@ -530,6 +542,8 @@ TEST(FileSafety, ACopyThatFailsLeavesTheOldDestinationWhole)
     }
     for (const auto& kind : runs)
         EXPECT_GT(kind.second, 1) << "fault kind " << kind.first;
+    for (int op = 0; op < 4; ++op)
+        EXPECT_GT(opRuns[op], 4) << "operation " << op;
     std::cout << "[          ] injected copy and move faults: " << runs[0] << " I/O errors, "
               << runs[1] << " full disks, " << runs[2] << " interruptions, " << runs[3]
               << " short counts\n";

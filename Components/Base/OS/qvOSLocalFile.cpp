@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <memory>
+#include <typeinfo>
 
 using qvString::CString;
 using qvUtil::Error;
@@ -269,6 +270,19 @@ Error LocalFile::copyContents(File& dest)
     Error err = open(ModeRead | ModeBinary);
     if (err)
         return err;
+    // Opening an existing file for writing truncates it, and a copy that then failed (a full
+    // disk) would lose it. A plain local file that exists is replaced by the platform's copy,
+    // which writes a new file beside it and puts it in its place only when whole; the codes
+    // are the ones the open and the writes below give.
+    FileStatus existing;
+    if (typeid(dest) == typeid(LocalFile) && !File::query(dest.getFullName(), existing)
+        && existing.exists() && !existing.isDirectory()) {
+        close();
+        internal::CopyFailure kind = internal::CopyFailure::none;
+        if (internal::copyFile(systemName(name), systemName(dest.getFullName()), false, kind) == 0)
+            return Error();
+        return error(kind == internal::CopyFailure::unwritable ? ErrExists : ErrIO_problem);
+    }
     err = dest.open(ModeWrite | ModeCopyDest);
     if (err) {
         close();

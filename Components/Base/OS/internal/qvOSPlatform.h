@@ -71,9 +71,10 @@ bool queryStatus(const std::string& name, FileStatus& status);
 int listDirectory(const std::string& dir, std::vector<std::string>& names);
 
 // Copies a whole file. Returns 0 or the system's error number; failIfExists refuses an existing
-// destination. kind tells the portable code what the number means. An existing regular file
-// is replaced only by a whole copy: on failure it is left as it was.
-enum class CopyFailure { none, notFound, exists, other };
+// destination. kind tells the portable code what the number means (unwritable: the destination
+// could not be opened or made). An existing regular file is replaced only by a whole copy: on
+// failure it is left as it was.
+enum class CopyFailure { none, notFound, exists, unwritable, other };
 int copyFile(const std::string& from, const std::string& to, bool failIfExists,
              CopyFailure& kind);
 

@@ -308,8 +308,7 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
     if (out < 0) {
         const int err = errno;
         ::close(in);
-        if (err == EEXIST && !beside)
-            kind = CopyFailure::exists;
+        kind = err == EEXIST && !beside ? CopyFailure::exists : CopyFailure::unwritable;
         return err;
     }
     int err = copyBytes(in, out);

@@ -291,8 +291,13 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
         kind = CopyFailure::none;
         return 0;
     }
+    // The system names no side: a refusal to open is taken to be the destination's, as the
+    // callers have opened the source before.
+    const bool refused = err == ERROR_ACCESS_DENIED || err == ERROR_PATH_NOT_FOUND
+        || err == ERROR_SHARING_VIOLATION || err == ERROR_INVALID_NAME;
     kind = err == ERROR_FILE_NOT_FOUND ? CopyFailure::notFound
         : err == ERROR_FILE_EXISTS     ? CopyFailure::exists
+        : refused                      ? CopyFailure::unwritable
                                        : CopyFailure::other;
     return err != 0 ? static_cast<int>(err) : static_cast<int>(ERROR_GEN_FAILURE);
 }

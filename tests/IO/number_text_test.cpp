@@ -90,6 +90,8 @@ TEST(NumberText, ParsingFollowsTheCConversions)
              {"  +1.5e3 ", 1500}, {"abc", 0}, {"", 0}, {"+-1", 0}, {"1e400", inf}, {"-1e400", -inf}, {"1e-400", 0},
              {"12abc", 12}, {"-inf", -inf}})
         EXPECT_EQ(d(text), value) << text;
+    // Read one unit in the last place low by the 32-bit Windows runtime's own conversion.
+    EXPECT_EQ(d("4.284383704639525e+27"), 4.284383704639525e+27);
     EXPECT_TRUE(std::signbit(d("-0")));
     EXPECT_TRUE(std::isnan(d("nan")));
     // Out of range for a float: infinity, except just above the largest float, which rounds to it.

@@ -6,6 +6,8 @@
 // "%d", "%u", "%.7g" and "%.16g"; parsing follows atoi, strtoul, strtoll, strtoull and atof, with
 // the overflow behaviour of a 32-bit long (saturation) on every platform.
 
+#include "internal/qvOSPlatform.h"
+
 #include <charconv>
 #include <cstdint>
 #include <limits>
@@ -108,6 +110,15 @@ inline uint64_t parseUInt64(const char*& p, const char* end)
     return n.negative ? 0 - n.magnitude : n.magnitude;
 }
 
+// Decimal text to binary reads the same on every build while one of these lives (see
+// x87RoundToDouble); it costs nothing on builds that do not compute on the x87 unit.
+struct ExactDecimalScope {
+#if defined(__i386__) || defined(_M_IX86)
+    unsigned int saved = qvOS::internal::x87RoundToDouble();
+    ~ExactDecimalScope() { qvOS::internal::x87Restore(saved); }
+#endif
+};
+
 // atof without the locale: leading white space, an optional sign, then a decimal number,
 // "inf"/"infinity" or "nan"; 0 when nothing converts. Out of range gives infinity or zero with
 // the sign, as strtod does.
@@ -122,6 +133,7 @@ inline double parseDouble(const char*& p, const char* end)
         return 0.0; // a second sign: nothing converts
     double value = 0.0;
     const char* start = p;
+    const ExactDecimalScope exact;
     std::from_chars_result r = std::from_chars(start, end, value, std::chars_format::general);
     if (r.ec != std::errc::invalid_argument)
         p = r.ptr;
@@ -183,6 +195,7 @@ inline bool isStrictNumber(NumberKind kind, const char* begin, const char* end)
         if (p == end || !((*p >= '0' && *p <= '9') || *p == '.'))
             return false;
         double value = 0.0;
+        const ExactDecimalScope exact;
         std::from_chars_result r = std::from_chars(p, end, value, std::chars_format::general);
         if (r.ec != std::errc() || r.ptr != end)
             return false;

@@ -86,6 +86,13 @@ int copyFile(const std::string& from, const std::string& to, bool failIfExists,
 std::string replacementTarget(const std::string& name);
 int createBeside(const std::string& target, std::string& temporary);
 
+// 32-bit x86 only: the C++ runtime's decimal-to-binary conversions there were built for the x87
+// unit, which rounds to a 64-bit mantissa first, and read some numbers one unit in the last place
+// off ("4.284383704639525e+27"). Between these two calls the unit rounds to double precision, and
+// the conversions read every number as the other builds do. Elsewhere they do nothing.
+QV_BASE_API unsigned int x87RoundToDouble(); // the previous setting, for x87Restore
+QV_BASE_API void x87Restore(unsigned int saved);
+
 // Fault injection for tests: the call-th system call from now on (counting from 1, over every
 // thread) of copyFile, or of the packet streams' descriptor layer, which shares the count, fails
 // the given way; 0 disarms. Interruptions and short counts, where the platform's calls have

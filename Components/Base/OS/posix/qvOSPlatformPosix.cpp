@@ -390,6 +390,14 @@ int createBeside(const std::string& target, std::string& temporary)
     return -1;
 }
 
+// No POSIX build runs on the x87 unit.
+unsigned int x87RoundToDouble()
+{
+    return 0;
+}
+
+void x87Restore(unsigned int) {}
+
 int deleteFile(const std::string& name)
 {
     return ::unlink(name.c_str()) == 0 ? 0 : errno;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <direct.h>
+#include <float.h>
 #include <fcntl.h>
 #include <io.h>
 #include <process.h>
@@ -346,6 +347,27 @@ int createBeside(const std::string& target, std::string& temporary)
     }
     errno = EEXIST;
     return -1;
+}
+
+unsigned int x87RoundToDouble()
+{
+#if defined(__i386__) || defined(_M_IX86)
+    unsigned int saved = 0;
+    _controlfp_s(&saved, _PC_53, _MCW_PC);
+    return saved;
+#else
+    return 0; // SSE arithmetic: nothing to set (and _MCW_PC is refused there)
+#endif
+}
+
+void x87Restore(unsigned int saved)
+{
+#if defined(__i386__) || defined(_M_IX86)
+    unsigned int unused = 0;
+    _controlfp_s(&unused, saved, _MCW_PC);
+#else
+    (void)saved;
+#endif
 }
 
 int deleteFile(const std::string& name)

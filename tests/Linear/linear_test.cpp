@@ -153,12 +153,13 @@ TEST(LinearVector, ProductsCombinationsAndDistances)
 
 namespace {
 
-class RandomGeometry {
+// Random values, coordinates in [-range, range], valid normals and well-conditioned matrices.
+class Random {
 public:
-    explicit RandomGeometry(unsigned seed) : random(seed) {}
+    explicit Random(unsigned seed) : random(seed) {}
     double value(double range = 10.0) { return std::uniform_real_distribution<double>(-range, range)(random); }
-    Point point() { return Point(value(), value(), value()); }
-    Vector vector() { return Vector(value(), value(), value()); }
+    Point point(double range = 10.0) { return Point(value(range), value(range), value(range)); }
+    Vector vector(double range = 10.0) { return Vector(value(range), value(range), value(range)); }
     Normal normal()
     {
         for (;;) {
@@ -166,6 +167,28 @@ public:
             if (n.valid)
                 return n;
         }
+    }
+    // A linear part in [-2, 2] whose determinant is not tiny, and a translation in [-100, 100].
+    AffineMatrix affine()
+    {
+        for (;;) {
+            AffineMatrix m;
+            for (int i = 0; i < 3; ++i) {
+                for (int j = 0; j < 3; ++j)
+                    m.m[i][j] = value(2.0);
+                m.m[i][3] = value(100.0);
+            }
+            if (std::fabs(m.determinant()) > 0.5)
+                return m;
+        }
+    }
+    ProjMatrix projective()
+    {
+        ProjMatrix m(affine());
+        for (int j = 0; j < 3; ++j)
+            m.m[3][j] = value(0.01);
+        m.m[3][3] = 1.0 + value(0.2);
+        return m;
     }
 
 private:
@@ -192,7 +215,7 @@ TEST(LinearLine, ConstructionEvaluationAndMoving)
     EXPECT_EQ(Plane(flipped).normal, Normal(0, 0, -1));
 }
 
-TEST(LinearLine, LineAndPlaneIntersection)
+TEST(LinearLine, Intersections)
 {
     Plane floor(Point(0, 0, 1), Normal(0, 0, 1));
     bool ok = false;
@@ -208,11 +231,7 @@ TEST(LinearLine, LineAndPlaneIntersection)
         intersect(Line(Point(0, 0, 5), Normal(std::cos(toRadians(degrees)), 0, std::sin(toRadians(degrees)))), floor, ok);
         EXPECT_EQ(ok, degrees > 0.5) << degrees;
     }
-}
 
-TEST(LinearLine, LineLineAndPlanePlaneIntersections)
-{
-    bool ok = false;
     Point p = intersect(Line(Point(0, 0, 0), Normal(1, 0, 0)), Line(Point(3, -2, 0), Normal(0, 1, 0)), ok);
     EXPECT_TRUE(ok);
     EXPECT_TRUE(equivalent(p, Point(3, 0, 0)));
@@ -241,7 +260,7 @@ TEST(LinearLine, LineLineAndPlanePlaneIntersections)
               Plane(Point(0, 0, 0), Normal(1, 1, 0)), ok);
     EXPECT_FALSE(ok);
 
-    RandomGeometry g(12);
+    Random g(12);
     for (int i = 0; i < 2000; ++i) {
         Plane a(g.point(), g.normal()), b(g.point(), g.normal()), c(g.point(), g.normal());
         Line l = intersect(a, b, ok);
@@ -261,7 +280,7 @@ TEST(LinearLine, LineLineAndPlanePlaneIntersections)
 
 TEST(LinearLine, ProjectionsAndDistances)
 {
-    RandomGeometry g(13);
+    Random g(13);
     for (int i = 0; i < 1000; ++i) {
         Point p = g.point();
         Line line(g.point(), g.normal());
@@ -314,38 +333,6 @@ TEST(LinearLine, EquivalenceAndOrthogonalizing)
 
 namespace {
 
-class RandomMatrices {
-public:
-    explicit RandomMatrices(unsigned seed) : random(seed) {}
-    double value(double range) { return std::uniform_real_distribution<double>(-range, range)(random); }
-    Point point() { return Point(value(50), value(50), value(50)); }
-    // A linear part in [-2, 2] whose determinant is not tiny, and a translation in [-100, 100].
-    AffineMatrix affine()
-    {
-        for (;;) {
-            AffineMatrix m;
-            for (int i = 0; i < 3; ++i) {
-                for (int j = 0; j < 3; ++j)
-                    m.m[i][j] = value(2.0);
-                m.m[i][3] = value(100.0);
-            }
-            if (std::fabs(m.determinant()) > 0.5)
-                return m;
-        }
-    }
-    ProjMatrix projective()
-    {
-        ProjMatrix m(affine());
-        for (int j = 0; j < 3; ++j)
-            m.m[3][j] = value(0.01);
-        m.m[3][3] = 1.0 + value(0.2);
-        return m;
-    }
-
-private:
-    std::mt19937_64 random;
-};
-
 double scaleOf(const Point& p) { return 1.0 + std::fabs(p.x) + std::fabs(p.y) + std::fabs(p.z); }
 
 // Row i of m applied to (p, 1), written out independently of the library.
@@ -358,10 +345,10 @@ double row(const ProjMatrix& m, int i, const Point& p)
 
 TEST(LinearMatrix, TransformsProductsAndInversesAgree)
 {
-    RandomMatrices g(31);
+    Random g(31);
     for (int n = 0; n < 3000; ++n) {
         AffineMatrix m = g.affine();
-        Point p = g.point();
+        Point p = g.point(50);
         Point q = m * p;
         const ProjMatrix asProj(m);
         EXPECT_LT(distance(q, Point(row(asProj, 0, p), row(asProj, 1, p), row(asProj, 2, p))), 1e-12 * scaleOf(q));
@@ -392,12 +379,10 @@ TEST(LinearMatrix, TransformsProductsAndInversesAgree)
 
 TEST(LinearMatrix, NormalsStayPerpendicularToTransformedSurfaces)
 {
-    RandomMatrices g(32);
+    Random g(32);
     for (int n = 0; n < 3000; ++n) {
         AffineMatrix m = g.affine();
-        Normal normal(g.value(1), g.value(1), g.value(1));
-        if (!normal.valid)
-            continue;
+        Normal normal = g.normal();
         Vector tangent = Vector(normal).orthogonalVector();
         Normal moved = m * normal;
         ASSERT_TRUE(moved.valid);
@@ -450,7 +435,6 @@ TEST(LinearMatrix, BuildingTransformsAndConversions)
 
     ProjMatrix p(m);
     EXPECT_EQ(AffineMatrix(Promise(), p), m);
-    EXPECT_EQ(p * Point(1, 0, 3), m * Point(1, 0, 3));
     ProjMatrix translated = ProjMatrix::identity();
     translated.translate(Vector(0, 0, 5)).scale(1, 1, 2);
     EXPECT_EQ(translated * Point(1, 1, 1), Point(1, 1, 12));
@@ -468,14 +452,11 @@ TEST(LinearMatrix, BuildingTransformsAndConversions)
 
 TEST(LinearQuaternion, AngleAxisRoundTrips)
 {
-    std::mt19937_64 random(21);
-    std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
-    std::uniform_real_distribution<double> angles(0.01, 2.0 * 3.141592653589793 - 0.01);
+    const double pi = 3.141592653589793;
+    Random g(21);
     for (int i = 0; i < 5000; ++i) {
-        Normal axis(coordinate(random), coordinate(random), coordinate(random));
-        if (!axis.valid)
-            continue;
-        double a = angles(random);
+        Normal axis = g.normal();
+        double a = pi + g.value(pi - 0.01); // clear of no turn and a whole turn: no axis there
         Quaternion q(a, axis);
         EXPECT_NEAR(q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w, 1.0, 1e-15);
         double back = 0.0;
@@ -483,7 +464,6 @@ TEST(LinearQuaternion, AngleAxisRoundTrips)
         ASSERT_TRUE(q.getAngleAxis(back, backAxis));
         EXPECT_NEAR(back, a, 1e-9);
         EXPECT_TRUE(equivalent(backAxis, axis, 1e-9));
-        EXPECT_TRUE(equivalent(Quaternion(back, backAxis), q, 1e-12));
     }
 
     double a = 5.0;
@@ -493,8 +473,8 @@ TEST(LinearQuaternion, AngleAxisRoundTrips)
     EXPECT_EQ(axis, Normal(1, 0, 0));
     EXPECT_TRUE(axis.valid);
     // Half a turn: w is 0.
-    EXPECT_TRUE(Quaternion(3.141592653589793, Normal(0, 0, 1)).getAngleAxis(a, axis));
-    EXPECT_NEAR(a, 3.141592653589793, 1e-15);
+    EXPECT_TRUE(Quaternion(pi, Normal(0, 0, 1)).getAngleAxis(a, axis));
+    EXPECT_NEAR(a, pi, 1e-15);
 }
 
 TEST(LinearQuaternion, RotationsComposeAndAgreeWithMatrices)
@@ -504,14 +484,11 @@ TEST(LinearQuaternion, RotationsComposeAndAgreeWithMatrices)
     EXPECT_TRUE(equivalent(quarter.rotate(Point(1, 0, 5)), Point(0, 1, 5), 1e-15));
     EXPECT_TRUE(equivalent(quarter.rotate(Normal(0, 1, 0)), Normal(Promise(), -1, 0, 0), 1e-15));
 
-    std::mt19937_64 random(22);
-    std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
-    auto randomRotation = [&]() {
-        return Quaternion(coordinate(random) * 3.0, Normal(coordinate(random), coordinate(random), 0.5));
-    };
+    Random g(22);
+    auto randomRotation = [&g] { return Quaternion(g.value(3.0), g.normal()); };
     for (int i = 0; i < 2000; ++i) {
         Quaternion a = randomRotation(), b = randomRotation();
-        Vector v(coordinate(random), coordinate(random), coordinate(random));
+        Vector v = g.vector(1.0);
         EXPECT_TRUE(equivalent((a * b).rotate(v), a.rotate(b.rotate(v)), 1e-14));
         EXPECT_TRUE(equivalent(a.conjugate().rotate(a.rotate(v)), v, 1e-14));
         EXPECT_TRUE(equivalent(AffineMatrix::rotation(a).transform(v), a.rotate(v), 1e-14));

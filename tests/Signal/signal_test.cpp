@@ -52,29 +52,6 @@ TEST(Signal, EmitsNewestFirstAndFindsOnlyItsOwnFreeFunctions)
     EXPECT_EQ(freeCalls, (std::vector<int>{3}));
 }
 
-namespace {
-
-// A callback that disconnects a chosen connection (possibly itself) when called.
-struct Disconnector : qvRTB::FunctionArgBase<int> {
-    Signal1Arg<int>* signal;
-    void** victim;
-    std::vector<std::string>* log;
-    std::string tag;
-    Disconnector(Signal1Arg<int>* s, void** v, std::vector<std::string>* l, std::string t)
-        : signal(s), victim(v), log(l), tag(std::move(t))
-    {
-    }
-    using qvRTB::FunctionArgBase<int>::operator();
-    void operator()(int) override
-    {
-        log->push_back(tag);
-        if (*victim)
-            signal->disconnect(*victim);
-    }
-};
-
-} // namespace
-
 TEST(Signal, CallbacksMayDisconnectThemselvesOrLaterConnectionsDuringEmission)
 {
     std::vector<std::string> log;
@@ -82,7 +59,7 @@ TEST(Signal, CallbacksMayDisconnectThemselvesOrLaterConnectionsDuringEmission)
     Signal1Arg<int> signal;
     void* handleA = signal.addCallback(&a, &Recorder::onInt);
     void* self = nullptr;
-    self = signal.addCallback(new Disconnector(&signal, &self, &log, "self"));
+    self = signal.addCallback([&](int) { log.push_back("self"); signal.disconnect(self); });
     signal.addCallback(&c, &Recorder::onInt);
 
     signal.emit(1);
@@ -93,7 +70,7 @@ TEST(Signal, CallbacksMayDisconnectThemselvesOrLaterConnectionsDuringEmission)
 
     // Removing a connection that has not been called yet skips it in the same emission.
     log.clear();
-    signal.addCallback(new Disconnector(&signal, &handleA, &log, "killer"));
+    signal.addCallback([&](int) { log.push_back("killer"); signal.disconnect(handleA); });
     signal.emit(3);
     EXPECT_EQ(log, (std::vector<std::string>{"killer", "C:3"}));
     EXPECT_EQ(signal.numConnections(), 2);
@@ -136,34 +113,18 @@ TEST(Signal, DestroyingAClientRemovesItsConnectionsFromEverySignal)
     EXPECT_EQ(keeper->numConnections(), 1);
 }
 
-namespace {
-
-struct SelfDestroyer : qvRTB::FunctionBase {
-    SignalVoid** owner;
-    int* calls;
-    SelfDestroyer(SignalVoid** o, int* c) : owner(o), calls(c) {}
-    void operator()() override
-    {
-        ++*calls;
-        delete *owner;
-        *owner = nullptr;
-    }
-};
-
-} // namespace
-
 TEST(Signal, ASignalDestroyedByItsOwnCallbackEndsTheEmissionSafely)
 {
     int calls = 0, later = 0;
     auto* signal = new SignalVoid;
-    signal->addCallback(new SelfDestroyer(&signal, &calls)); // called second
-    struct Count : qvRTB::FunctionBase {
-        int* n;
-        explicit Count(int* c) : n(c) {}
-        void operator()() override { ++*n; }
+    const auto destroyer = [&] {
+        ++calls;
+        delete signal;
+        signal = nullptr;
     };
-    signal->addCallback(new SelfDestroyer(&signal, &calls));
-    signal->addCallback(new Count(&later));
+    signal->addCallback(destroyer); // would be called second
+    signal->addCallback(destroyer);
+    signal->addCallback([&] { ++later; });
     signal->emit();
     EXPECT_EQ(later, 1);
     EXPECT_EQ(calls, 1);

@@ -20,10 +20,9 @@
 #include <dirent.h>
 #endif
 
+namespace {
 
 // A connected pair of sockets over loopback, made through the library's own server.
-namespace tcpTest {
-
 struct Connection {
     std::unique_ptr<qvTCP::Server> server;
     std::unique_ptr<qvTCP::ClientSocket> client;
@@ -31,7 +30,7 @@ struct Connection {
 };
 
 // Listens on a system-chosen port, connects a client and accepts it (the accept waits 5 s at most).
-inline Connection connectPair()
+Connection connectPair()
 {
     Connection c;
     c.server.reset(new qvTCP::Server(-1, 5));
@@ -46,26 +45,18 @@ inline Connection connectPair()
     return c;
 }
 
-inline std::string bytesOf(const qvString::CString& s)
+std::string bytesOf(const qvString::CString& s)
 {
     return std::string(s.asChar(), s.length());
 }
 
-inline qvString::CString cstringOf(const std::string& s)
+qvString::CString cstringOf(const std::string& s)
 {
     qvString::CString result(static_cast<unsigned int>(s.size()), '\0');
     for (size_t i = 0; i < s.size(); ++i)
         result[static_cast<unsigned int>(i)] = s[i];
     return result;
 }
-
-} // namespace tcpTest
-
-using tcpTest::bytesOf;
-using tcpTest::connectPair;
-using tcpTest::cstringOf;
-
-namespace {
 
 std::string randomBytes(size_t length, unsigned seed)
 {
@@ -81,21 +72,11 @@ bool startsWith(const char* text, const char* prefix)
     return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
 }
 
-// Writes to socket until it fails (at most 64 MB), the way a writer meets a vanished peer.
-qvUtil::Error writeUntilFailure(qvTCP::Socket& socket)
-{
-    std::vector<char> block(1 << 16, 'x');
-    qvUtil::Error error;
-    for (int i = 0; i < 1024 && !error; ++i)
-        error = socket.write(block.data(), static_cast<unsigned int>(block.size()), nullptr);
-    return error;
-}
-
 } // namespace
 
 TEST(TCPSocket, StringsUpTo65535BytesRoundTripAndLongerOnesAreRefusedUnsent)
 {
-    tcpTest::Connection c = connectPair();
+    Connection c = connectPair();
     ASSERT_TRUE(c.accepted);
     // On the wire: a big-endian length, then the bytes.
     ASSERT_FALSE(c.client->write(qvString::CString("abc")));
@@ -131,7 +112,7 @@ TEST(TCPSocket, StringsUpTo65535BytesRoundTripAndLongerOnesAreRefusedUnsent)
 
 TEST(TCPSocket, PeerClosingMidBufferEndsTheReadWithCode4AndTheCountReceived)
 {
-    tcpTest::Connection c = connectPair();
+    Connection c = connectPair();
     ASSERT_TRUE(c.accepted);
     std::string sent = randomBytes(100, 5);
     ASSERT_FALSE(c.accepted->write(sent.data(), 100, nullptr));
@@ -148,7 +129,7 @@ TEST(TCPSocket, PeerClosingMidBufferEndsTheReadWithCode4AndTheCountReceived)
     // mode the failure is thrown.
     qvString::CString kept("kept");
     EXPECT_EQ(c.client->read(kept).num(), 4);
-    tcpTest::Connection cut = connectPair();
+    Connection cut = connectPair();
     ASSERT_TRUE(cut.accepted);
     ASSERT_FALSE(cut.accepted->write("\0\12abc", 5, nullptr)); // 10 bytes announced, 3 sent
     cut.accepted->close(3);
@@ -158,16 +139,20 @@ TEST(TCPSocket, PeerClosingMidBufferEndsTheReadWithCode4AndTheCountReceived)
     EXPECT_THROW(c.client->read(buffer.data(), 1, &done), qvUtil::Error);
     c.client->setThrowMode(false);
 
-    // Writing to the vanished peer fails with an error instead of ending the process.
-    qvUtil::Error writeError = writeUntilFailure(*c.client);
+    // Writing to the vanished peer fails with an error instead of ending the process (64 MB
+    // at most, to get past the socket buffers).
+    std::vector<char> block(1 << 16, 'x');
+    qvUtil::Error writeError;
+    for (int i = 0; i < 1024 && !writeError; ++i)
+        writeError = c.client->write(block.data(), static_cast<unsigned int>(block.size()), nullptr);
     EXPECT_EQ(writeError.num(), 1);
     EXPECT_TRUE(startsWith(writeError.message(), "send() failed: ")) << writeError.message();
 }
 
-TEST(TCPServer, AcceptTimesOutWithNoSocketAndSuccessThenSeesAPendingClient)
+TEST(TCPServer, AcceptTimesOutOrTakesAPendingClientAndThePortIsExclusiveUntilShutdown)
 {
     qvTCP::Server server(-1, 5);
-    // accept() listens first when needed.
+    // accept() listens first when needed, on a port the system chooses.
     auto start = std::chrono::steady_clock::now();
     std::pair<qvTCP::Socket*, qvUtil::Error> none = server.accept(qvUtil::Interval(0.3));
     double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -175,8 +160,15 @@ TEST(TCPServer, AcceptTimesOutWithNoSocketAndSuccessThenSeesAPendingClient)
     EXPECT_EQ(none.second.num(), 0);
     EXPECT_GE(waited, 0.25);
     EXPECT_FALSE(server.connectionPending());
+    const int port = server.getPort();
+    EXPECT_GT(port, 0);
 
-    qvTCP::ClientSocket client(qvTCP::Address("127.0.0.1", server.getPort()));
+    qvTCP::Server second(port, 5);
+    qvUtil::Error inUse = second.listen();
+    EXPECT_EQ(inUse.num(), 3);
+    EXPECT_TRUE(startsWith(inUse.message(), "bind() failed: ")) << inUse.message();
+
+    qvTCP::ClientSocket client(qvTCP::Address("127.0.0.1", port));
     ASSERT_FALSE(client.connect());
     bool pending = false;
     for (int i = 0; i < 200 && !pending; ++i) {
@@ -194,38 +186,18 @@ TEST(TCPServer, AcceptTimesOutWithNoSocketAndSuccessThenSeesAPendingClient)
     EXPECT_EQ(local.first->getPort(), server.getPort());
     EXPECT_TRUE(*peer.first == *clientLocal.first);
 
+    // A server restarted after serving a connection binds its port again at once.
+    accepted->close(3);
+    client.close(3);
     server.shutdown();
     EXPECT_FALSE(server.connectionPending());
-}
-
-TEST(TCPServer, EphemeralPortIsReportedAndAPortInUseIsRefused)
-{
-    qvTCP::Server server(-1, 5);
-    ASSERT_FALSE(server.listen());
-    int port = server.getPort();
-    EXPECT_GT(port, 0);
-
-    qvTCP::Server second(port, 5);
-    qvUtil::Error inUse = second.listen();
-    EXPECT_EQ(inUse.num(), 3);
-    EXPECT_TRUE(startsWith(inUse.message(), "bind() failed: ")) << inUse.message();
-
-    // A server restarted after serving a connection binds its port again at once.
-    {
-        qvTCP::ClientSocket client(qvTCP::Address("127.0.0.1", port));
-        ASSERT_FALSE(client.connect());
-        std::unique_ptr<qvTCP::Socket> accepted(server.accept(qvUtil::Interval(5.0)).first);
-        ASSERT_TRUE(accepted);
-        accepted->close(3);
-    }
-    server.shutdown();
     qvTCP::Server restarted(port, 5);
     EXPECT_FALSE(restarted.listen());
 }
 
 TEST(TCPSocket, HalfCloseBySideEndsInAFullClose)
 {
-    tcpTest::Connection c = connectPair();
+    Connection c = connectPair();
     ASSERT_TRUE(c.accepted);
     // Shutting the sending side tells the peer the data has ended ...
     ASSERT_FALSE(c.client->write(qvString::CString("last words")));
@@ -274,7 +246,7 @@ TEST(TCPSocket, ConnectingToAClosedPortIsRefused)
 
 TEST(TCPSocket, WaitPollAndCStreamSeeTheBytes)
 {
-    tcpTest::Connection c = connectPair();
+    Connection c = connectPair();
     ASSERT_TRUE(c.accepted);
     c.accepted->setTimeout(qvUtil::Interval(0.05));
     EXPECT_FALSE(c.accepted->wait()); // times out quietly
@@ -310,10 +282,10 @@ using qvTCP::Address;
 namespace {
 
 // "<code> <message>" of the failure that constructing an address throws; "" when none.
-template <class... Args> std::string failure(Args... args)
+std::string failure(const qvString::CString& text)
 {
     try {
-        Address address(args...);
+        Address address(text);
     } catch (const qvUtil::Error& error) {
         return std::to_string(error.num()) + " " + error.message();
     }
@@ -337,9 +309,8 @@ TEST(TCPAddress, HostAndPortTextIsSplitAndTheHostFormIsRecognised)
     // All ones is no address for the parser, so it stands for a name.
     EXPECT_TRUE(Address("255.255.255.255:1").isNameCached());
 
-    for (const char* text : {":80", "hostonly", ""})
-        EXPECT_EQ(failure(qvString::CString(text)), "2 qvTCP::Address: port number is missing") << text;
-    EXPECT_EQ(failure("", 80), "2 qvTCP::Address: empty address specified");
+    for (const char* text : {":80", ""})
+        EXPECT_EQ(failure(text), "2 qvTCP::Address: port number is missing") << text;
 
     // Equal addresses need the same port; names are compared as they stand unless both are
     // dotted numbers, without a look-up.
@@ -383,7 +354,7 @@ void sendScene(const qvTest::Scene& scene, qvTCP::Socket& socket, ioStatus& stat
 TEST(TCPPacketStream, AWholePacketFileCrossesAConnection)
 {
     qvTest::Scene scene = qvTest::makeScene({2000, 11, 12, 0});
-    tcpTest::Connection c = connectPair();
+    Connection c = connectPair();
     ASSERT_TRUE(c.accepted);
     ioStatus written = ioError;
     std::thread writer(sendScene, std::cref(scene), std::ref(*c.accepted), std::ref(written));
@@ -409,7 +380,7 @@ TEST(TCPPacketStream, SocketFailuresAndMissingSocketsAreStatusValues)
     none.readChar();
     EXPECT_EQ(none.getStatus(), ioStreamIOError);
 
-    tcpTest::Connection c = connectPair();
+    Connection c = connectPair();
     ASSERT_TRUE(c.accepted);
     ASSERT_FALSE(c.accepted->write("abc", 3, nullptr));
     c.accepted->close(3);
@@ -489,7 +460,7 @@ int runClient(int port, unsigned seed, std::string& failure)
         sent.resize(random() % (largestString + 1));
         for (char& c : sent)
             c = static_cast<char>(random());
-        if ((error = client.write(tcpTest::cstringOf(sent))))
+        if ((error = client.write(cstringOf(sent))))
             break;
         if (client.wait(), !client.dataAvailable()) {
             failure = "no echo in time";
@@ -497,7 +468,7 @@ int runClient(int port, unsigned seed, std::string& failure)
         }
         if ((error = client.read(back)))
             break;
-        if (tcpTest::bytesOf(back) != sent) {
+        if (bytesOf(back) != sent) {
             failure = "echo differs at string " + std::to_string(good);
             return good;
         }

@@ -99,7 +99,7 @@ TEST(BufferedStream, ReadIntAndReadLineParseAsTheFormatsNeed)
     lines.readLine(nullptr, 10);
 }
 
-TEST(BufferedStream, FilesRoundTripAndReportSizeAndProgress)
+TEST(BufferedStream, WrittenFilesHoldEveryByteAndReportSizeAndProgress)
 {
     qvTest::TempDir dir;
     std::string path = dir.file("bytes.bin");
@@ -117,19 +117,6 @@ TEST(BufferedStream, FilesRoundTripAndReportSizeAndProgress)
     EXPECT_EQ(ioBufferedStream::fileSize(path.c_str()), 20000);
     EXPECT_EQ(ioBufferedStream::fileSize(dir.file("missing").c_str()), -1);
     EXPECT_EQ(qvTest::readFileBytes(path), bytes);
-
-    ioBufferedStreamInput in;
-    in.openFile(path.c_str());
-    progressSeen.clear();
-    in.associateProgressFunction(&recordProgress);
-    std::string back(bytes.size() + 8, '\0');
-    back[0] = in.readChar();
-    EXPECT_EQ(in.readData(&back[1], 9999) + in.readData(&back[10000], 10008), 19999);
-    EXPECT_TRUE(back.substr(0, bytes.size()) == bytes);
-    EXPECT_EQ(in.readData(&back[0], 8), 0);
-    EXPECT_EQ(in.getStatus(), ioStreamEOF);
-    EXPECT_EQ(progressSeen.back(), 20000);
-    in.close();
 }
 
 TEST(BufferedStream, OpeningFailuresEmptyFilesAndAFullDisk)
@@ -185,17 +172,20 @@ TEST(BufferedStream, ReadingAheadKeepsEveryByteOfItsOwnFile)
 
     ioBufferedStreamInput in;
     in.openFile(dir.file("a").c_str());
-    std::string back(bytes.size(), '\0');
+    progressSeen.clear();
+    in.associateProgressFunction(&recordProgress);
+    std::string back(bytes.size() + 8, '\0');
     size_t at = 0;
     back[at++] = in.readChar();
     for (int piece : {1, 4095, ioBufferFD::readAheadSize, 70000})
         at += static_cast<size_t>(in.readData(&back[at], piece));
-    at += static_cast<size_t>(in.readData(&back[at], static_cast<int>(bytes.size() - at)));
+    // Asking for more than is left gives what is left.
+    at += static_cast<size_t>(in.readData(&back[at], static_cast<int>(bytes.size() - at + 8)));
     EXPECT_EQ(at, bytes.size());
-    EXPECT_EQ(back, bytes);
-    char extra;
-    EXPECT_EQ(in.readData(&extra, 1), 0);
+    EXPECT_TRUE(back.substr(0, at) == bytes);
+    EXPECT_EQ(in.readData(&back[0], 1), 0);
     EXPECT_EQ(in.getStatus(), ioStreamEOF);
+    EXPECT_EQ(progressSeen.back(), static_cast<int>(bytes.size()));
 
     ioBufferFD buffer(true);
     char data[ioBufferFD::readAheadSize + 10];

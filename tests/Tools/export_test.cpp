@@ -1,8 +1,8 @@
 // qvpacket's output for other programs: JSON that parses and holds the values the library reads,
 // and the object graph as DOT that Graphviz accepts.
+#include "../IO/ioFilterTestHelpers.h"
+#include "../IO/ioTestHelpers.h"
 #include "ioBufferedStream.h"
-#include "ioContext.h"
-#include "ioPacketRegistry.h"
 #include "qvOSProcess.h"
 #include "qvTestEnvironment.h"
 #include "qvTestScene.h"
@@ -12,10 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -44,66 +42,44 @@ struct Json {
 class JsonParser {
 public:
     explicit JsonParser(const std::string& text) : s(text) {}
-
-    bool parse(Json& out)
-    {
-        return value(out) && (blank(), at == s.size());
-    }
+    bool parse(Json& out) { return value(out) && (blank(), at == s.size()); }
 
 private:
-    void blank()
+    void blank() { at = std::min(s.find_first_not_of(" \n\r\t", at), s.size()); }
+    // Skips blanks; takes c when it comes next.
+    bool next(char c) { return blank(), at < s.size() && s[at] == c ? (++at, true) : false; }
+    bool literal(const std::string& word)
     {
-        while (at < s.size() && (s[at] == ' ' || s[at] == '\n' || s[at] == '\r' || s[at] == '\t'))
-            ++at;
-    }
-    bool literal(const char* word)
-    {
-        size_t n = std::char_traits<char>::length(word);
-        if (s.compare(at, n, word) != 0)
-            return false;
-        at += n;
-        return true;
+        return s.compare(at, word.size(), word) == 0 ? (at += word.size(), true) : false;
     }
     static void appendUtf8(std::string& out, unsigned code)
     {
-        if (code < 0x80) {
+        if (code < 0x80)
             out += static_cast<char>(code);
-        } else if (code < 0x800) {
-            out += static_cast<char>(0xC0 | (code >> 6));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        } else {
-            out += static_cast<char>(0xE0 | (code >> 12));
-            out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        }
+        else if (code < 0x800)
+            out += {static_cast<char>(0xC0 | (code >> 6)), static_cast<char>(0x80 | (code & 0x3F))};
+        else
+            out += {static_cast<char>(0xE0 | (code >> 12)), static_cast<char>(0x80 | ((code >> 6) & 0x3F)),
+                    static_cast<char>(0x80 | (code & 0x3F))};
     }
     bool string(std::string& out)
     {
-        if (at >= s.size() || s[at] != '"')
+        if (!next('"'))
             return false;
-        for (++at; at < s.size(); ++at) {
+        static const std::string simple = "\"\\/bfnrt", meaning = "\"\\/\b\f\n\r\t";
+        for (; at < s.size(); ++at) {
             unsigned char c = static_cast<unsigned char>(s[at]);
-            if (c == '"') {
-                ++at;
-                return true;
-            }
-            if (c < 0x20)
+            if (c == '"')
+                return ++at, true;
+            if (c < 0x20 || (c == '\\' && ++at >= s.size()))
                 return false;
             if (c != '\\') {
                 out += static_cast<char>(c);
-                continue;
-            }
-            if (++at >= s.size())
-                return false;
-            const char* simple = "\"\\/bfnrt";
-            const char* meaning = "\"\\/\b\f\n\r\t";
-            if (const char* found = std::char_traits<char>::find(simple, 8, s[at])) {
-                out += meaning[found - simple];
-            } else if (s[at] == 'u' && at + 4 < s.size()) {
-                std::string hex = s.substr(at + 1, 4);
-                if (hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-                    return false;
-                appendUtf8(out, static_cast<unsigned>(std::strtoul(hex.c_str(), nullptr, 16)));
+            } else if (simple.find(s[at]) != std::string::npos) {
+                out += meaning[simple.find(s[at])];
+            } else if (s[at] == 'u' && at + 4 < s.size()
+                       && s.substr(at + 1, 4).find_first_not_of("0123456789abcdefABCDEF") == std::string::npos) {
+                appendUtf8(out, static_cast<unsigned>(std::strtoul(s.substr(at + 1, 4).c_str(), nullptr, 16)));
                 at += 4;
             } else {
                 return false;
@@ -114,44 +90,31 @@ private:
     bool value(Json& out)
     {
         blank();
-        if (at >= s.size())
-            return false;
-        char c = s[at];
-        if (c == '{' || c == '[') {
-            bool object = c == '{';
+        if (at < s.size() && (s[at] == '{' || s[at] == '[')) {
+            const bool object = s[at++] == '{';
+            const char close = object ? '}' : ']';
             out.kind = object ? Json::Object : Json::Array;
-            ++at;
-            blank();
-            if (at < s.size() && s[at] == (object ? '}' : ']'))
-                return ++at, true;
-            for (;;) {
-                blank();
+            if (next(close))
+                return true;
+            do {
                 std::string key;
-                if (object && (!string(key) || (blank(), at >= s.size() || s[at++] != ':')))
-                    return false;
                 Json item;
-                if (!value(item))
+                if ((object && (!string(key) || !next(':'))) || !value(item))
                     return false;
                 if (object)
                     out.members.emplace_back(key, item);
                 else
                     out.items.push_back(item);
-                blank();
-                if (at < s.size() && s[at] == ',') {
-                    ++at;
-                    continue;
-                }
-                return at < s.size() && s[at++] == (object ? '}' : ']');
-            }
+            } while (next(','));
+            return next(close);
         }
-        if (c == '"')
+        if (at < s.size() && s[at] == '"')
             return out.kind = Json::String, string(out.text);
         if (literal("true") || literal("false"))
             return out.kind = Json::Bool, true;
         if (literal("null"))
             return true;
-        size_t end = s.find_first_not_of("0123456789+-.eE", at);
-        end = end == std::string::npos ? s.size() : end;
+        size_t end = std::min(s.find_first_not_of("0123456789+-.eE", at), s.size());
         out.text = s.substr(at, end - at);
         char* stop = nullptr;
         out.number = std::strtod(out.text.c_str(), &stop);
@@ -174,11 +137,8 @@ Json parsed(const std::string& text)
 std::string hex(const std::string& bytes)
 {
     std::string out;
-    for (unsigned char c : bytes) {
-        char two[3];
-        std::snprintf(two, sizeof two, "%02x", c);
-        out += two;
-    }
+    for (unsigned char c : bytes)
+        out += {"0123456789abcdef"[c >> 4], "0123456789abcdef"[c & 15]};
     return out;
 }
 
@@ -193,30 +153,50 @@ const Json* firstChunkItem(const Json& values)
 
 } // namespace
 
-TEST(QvPacketExport, JsonParsesForEveryMethodAndFilterAndHoldsTheValuesRead)
+// Every command reads every method under every filter, and the JSON holds the values the
+// library reads.
+TEST(QvPacketExport, EveryCommandReadsEveryMethodAndFilterAndJsonHoldsTheValuesRead)
 {
+    using ioTest::Filter;
     qvTest::TempDir dir;
     const qvTest::Scene scene = qvTest::makeScene({150, 4, 6, 0});
-    const std::vector<std::vector<std::string>> filterSets = {{}, {"compress"}, {"checksum"}, {"encrypt"}, {"checksum", "compress"}};
+    const std::vector<std::vector<Filter>> filterSets = {
+        {}, {Filter::compress}, {Filter::checksum}, {Filter::encrypt}, {Filter::checksum, Filter::compress}};
+    const char* const filterNames[] = {"compress", "checksum", "encrypt"};
     const char* const methods[] = {"ascii", "binary", "ascii-debug", "binary-debug"};
     std::string path = dir.file("scene.qv");
     for (int method = 0; method < 4; ++method) {
         for (const auto& filters : filterSets) {
             SCOPED_TRACE(std::string(methods[method]) + " + " + std::to_string(filters.size()) + " filters");
+            std::vector<std::string> names;
+            for (Filter f : filters)
+                names.push_back(filterNames[static_cast<int>(f)]);
             {
                 ioBufferedStreamOutput stream;
                 stream.openFile(path.c_str());
-                auto set = [&](const std::string& f, bool on) {
-                    f == "compress" ? stream.compress(on) : f == "checksum" ? stream.checksum(on) : stream.encrypt(on);
-                };
-                ASSERT_EQ(qvTest::writeScene(scene, stream, static_cast<ioWriteMethod>(method), [&] {
-                    for (const auto& f : filters)
-                        set(f, true);
-                }), ioOk);
-                for (auto f = filters.rbegin(); f != filters.rend(); ++f)
-                    set(*f, false);
+                ASSERT_EQ(qvTest::writeScene(scene, stream, static_cast<ioWriteMethod>(method),
+                                             [&] { ioTest::setFilters(stream, filters, true); }), ioOk);
+                ioTest::setFilters(stream, filters, false);
                 stream.close();
             }
+            EXPECT_EQ(qvTest::runTool({"verify", path.c_str()}).status, 0);
+            qvTest::ToolRun info = qvTest::runTool({"info", path.c_str()});
+            EXPECT_EQ(info.status, 0) << info.err;
+            EXPECT_NE(info.out.find(std::string("(") + methods[method] + ")"), std::string::npos);
+            EXPECT_NE(info.out.find(names.empty() ? "none" : names.back()), std::string::npos);
+            // Every node is one packet: "<id>  scene_node  <packets>  <bytes>".
+            size_t line = info.out.find("scene_node");
+            ASSERT_NE(line, std::string::npos);
+            EXPECT_EQ(std::atoi(info.out.c_str() + line + 11), static_cast<int>(scene.nodes.size()));
+
+            // Debug files are decoded with types: the nodes' transforms, sub-packets, references.
+            qvTest::ToolRun dump = qvTest::runTool({"dump", path.c_str()});
+            EXPECT_EQ(dump.status, 0) << dump.err;
+            for (const char* mark : method >= ioWriteAsciiDebug
+                                        ? std::vector<const char*>{"DoubleArray[16]", "[ sub-packet", "Reference "}
+                                        : std::vector<const char*>{method == ioWriteBinary ? "00000000  " : "value "})
+                EXPECT_NE(dump.out.find(mark), std::string::npos) << mark;
+
             qvTest::ToolRun run = qvTest::runTool({"dump", "--json", path.c_str()});
             ASSERT_EQ(run.status, 0) << run.err;
             Json json = parsed(run.out);
@@ -224,7 +204,7 @@ TEST(QvPacketExport, JsonParsesForEveryMethodAndFilterAndHoldsTheValuesRead)
             std::vector<std::string> found;
             for (const Json& f : json["filters"].items)
                 found.push_back(f.text);
-            EXPECT_EQ(found, filters);
+            EXPECT_EQ(found, names);
             EXPECT_EQ(json["complete"].kind, Json::Bool);
 
             const std::vector<Json>& packets = json["packets"].items;
@@ -267,19 +247,9 @@ TEST(QvPacketExport, JsonParsesForEveryMethodAndFilterAndHoldsTheValuesRead)
     // Text that is not UTF-8 still gives valid JSON: each bad byte becomes U+FFFD and the exact
     // bytes come beside it; well-formed UTF-8 and escapes pass through.
     const std::string odd = std::string("a\x01\"\\\n\xff\xc3\xa9 z\xe2\x82", 12);
-    {
-        struct Registry : ioPacketRegistry {
-            Registry() : ioPacketRegistry(false) {}
-            void registerTypes() override {}
-        } registry;
-        ioBufferedStreamOutput stream;
-        stream.openFile(path.c_str());
-        std::unique_ptr<ioWriteContext> ctx(ioWriteContextAlloc(stream, ioWriteAsciiDebug, &registry));
-        ctx->startFile();
-        ctx->writeCStringPacket(odd.c_str());
-        ctx->endFile();
-        stream.close();
-    }
+    ioTest::TestRegistry registry(false);
+    ioTest::writeMethodFile(path, registry, ioWriteAsciiDebug,
+                            [&](ioWriteContext& ctx) { ctx.writeCStringPacket(odd.c_str()); });
     qvTest::ToolRun run = qvTest::runTool({"dump", "--json", path.c_str()});
     ASSERT_EQ(run.status, 0) << run.err;
     Json json = parsed(run.out);

@@ -29,7 +29,7 @@ template <typename T> T canonical(T value, int digits, T fallback)
         char text[40];
         char* end = std::to_chars(text, text + sizeof text, static_cast<double>(value), std::chars_format::general, digits).ptr;
         double back = 0;
-        const io::internal::ExactDecimalScope exact; // as the library reads numbers
+        [[maybe_unused]] const io::internal::ExactDecimalScope exact; // as the library reads numbers
         std::from_chars(text, end, back);
         if (static_cast<T>(back) == value)
             return value;

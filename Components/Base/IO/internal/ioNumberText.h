@@ -133,7 +133,7 @@ inline double parseDouble(const char*& p, const char* end)
         return 0.0; // a second sign: nothing converts
     double value = 0.0;
     const char* start = p;
-    const ExactDecimalScope exact;
+    [[maybe_unused]] const ExactDecimalScope exact;
     std::from_chars_result r = std::from_chars(start, end, value, std::chars_format::general);
     if (r.ec != std::errc::invalid_argument)
         p = r.ptr;
@@ -195,7 +195,7 @@ inline bool isStrictNumber(NumberKind kind, const char* begin, const char* end)
         if (p == end || !((*p >= '0' && *p <= '9') || *p == '.'))
             return false;
         double value = 0.0;
-        const ExactDecimalScope exact;
+        [[maybe_unused]] const ExactDecimalScope exact;
         std::from_chars_result r = std::from_chars(p, end, value, std::chars_format::general);
         if (r.ec != std::errc() || r.ptr != end)
             return false;

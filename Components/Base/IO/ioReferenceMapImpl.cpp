@@ -137,7 +137,8 @@ void ioObjectNumbers::rehash(std::size_t size)
 }
 
 ioReferenceMapImpl::ioReferenceMapImpl()
-    : flags(sparePool<uint8_t>().take(0)), bindings(sparePool<Binding>().take(0)), firstUnfilled(0),
+    : flags(sparePool<uint8_t>().take(0)), objects(sparePool<void*>().take(0)),
+      definers(sparePool<ioPacketType*>().take(0)), firstUnfilled(0),
       listsKept(false), usedEntries(0), nextNumber(1)
 {
 }
@@ -145,7 +146,8 @@ ioReferenceMapImpl::ioReferenceMapImpl()
 ioReferenceMapImpl::~ioReferenceMapImpl()
 {
     sparePool<uint8_t>().give(flags, ioObjectNumbers::poolLimit);
-    sparePool<Binding>().give(bindings, ioObjectNumbers::poolLimit);
+    sparePool<void*>().give(objects, ioObjectNumbers::poolLimit);
+    sparePool<ioPacketType*>().give(definers, ioObjectNumbers::poolLimit);
 }
 
 int ioReferenceMapImpl::referenceOf(const void* object) const
@@ -170,9 +172,9 @@ ioReferenceMapImpl::Entry ioReferenceMapImpl::findFar(int number)
 {
     auto it = number < 1 ? farEntries.end() : farEntries.find(number);
     if (it == farEntries.end())
-        return Entry{nullptr, nullptr, nullptr};
+        return Entry{nullptr, nullptr, nullptr, nullptr};
     FarEntry& far = it->second;
-    return Entry{&far.flags, &far.binding, listsKept ? &far.firstPending : nullptr};
+    return Entry{&far.flags, &far.object, &far.type, listsKept ? &far.firstPending : nullptr};
 }
 
 ioReferenceMapImpl::Entry ioReferenceMapImpl::makeEntry(int number)
@@ -185,11 +187,12 @@ ioReferenceMapImpl::Entry ioReferenceMapImpl::makeEntry(int number)
     if (allowed < denseFloor)
         allowed = denseFloor;
     if (wanted > allowed) {
-        farEntries[number] = FarEntry{0, -1, Binding{nullptr, nullptr}};
+        farEntries[number] = FarEntry{0, -1, nullptr, nullptr};
         return find(number);
     }
     flags.resize(wanted, 0);
-    bindings.resize(wanted, Binding{nullptr, nullptr});
+    objects.resize(wanted, nullptr);
+    definers.resize(wanted, nullptr);
     if (listsKept)
         firstPending.resize(wanted, -1);
     // Far entries that the vectors now cover move into them.
@@ -197,7 +200,8 @@ ioReferenceMapImpl::Entry ioReferenceMapImpl::makeEntry(int number)
         size_t at = static_cast<size_t>(farEntries.begin()->first);
         const FarEntry& far = farEntries.begin()->second;
         flags[at] = far.flags;
-        bindings[at] = far.binding;
+        objects[at] = far.object;
+        definers[at] = far.type;
         if (listsKept)
             firstPending[at] = far.firstPending;
         farEntries.erase(farEntries.begin());
@@ -237,7 +241,7 @@ void ioReferenceMapImpl::fillPendingSlots(int number)
     Entry entry = find(number);
     for (int32_t i = *entry.firstPending; i >= 0; i = pendingSlots[static_cast<size_t>(i)].next) {
         PendingSlot& pending = pendingSlots[static_cast<size_t>(i)];
-        *pending.slot = entry.binding->object;
+        *pending.slot = *entry.object;
         pending.slot = nullptr;
     }
     *entry.flags = static_cast<uint8_t>((*entry.flags | used) & ~waited);
@@ -258,7 +262,7 @@ void ioReferenceMapImpl::fillDefinedSlots()
             firstWaiting = std::min(firstWaiting, i);
             continue;
         }
-        *pending.slot = entry.binding->object;
+        *pending.slot = *entry.object;
         pending.slot = nullptr;
         // Every slot of a defined number is filled in this pass: the list is done.
         *entry.flags = static_cast<uint8_t>((*entry.flags | used) & ~waited);
@@ -287,7 +291,8 @@ void ioReferenceMapImpl::define(int number, void* object, ioPacketType* type, bo
         state = *entry.flags;
     }
     *entry.flags = state | defined;
-    *entry.binding = Binding{object, type};
+    *entry.object = object;
+    *entry.type = type;
 }
 
 void ioReferenceMapImpl::undefine(int number)
@@ -300,9 +305,9 @@ void ioReferenceMapImpl::undefine(int number)
         entry = find(number);
     }
     indexDefinedObjects();
-    numbers.erase(entry.binding->object, number);
+    numbers.erase(*entry.object, number);
     *entry.flags = static_cast<uint8_t>(*entry.flags & ~defined);
-    entry.binding->object = nullptr;
+    *entry.object = nullptr;
 }
 
 bool ioReferenceMapImpl::isDefined(int number) const
@@ -314,7 +319,7 @@ bool ioReferenceMapImpl::isDefined(int number) const
 void* ioReferenceMapImpl::objectOf(int number) const
 {
     Entry entry = find(number);
-    return entry && (*entry.flags & defined) ? entry.binding->object : nullptr;
+    return entry && (*entry.flags & defined) ? *entry.object : nullptr;
 }
 
 void ioReferenceMapImpl::use(int number, ioPacketType*)
@@ -333,7 +338,7 @@ void ioReferenceMapImpl::addPendingSlot(int number, void** slot, ioPacketType* t
     Entry entry = entryFor(number);
     uint8_t state = *entry.flags | known;
     if (state & defined) {
-        *slot = entry.binding->object;
+        *slot = *entry.object;
         *entry.flags = state | used;
         return;
     }
@@ -350,9 +355,9 @@ template <typename Visit> void ioReferenceMapImpl::forEachEntry(Visit visit)
 {
     keepLists();
     for (size_t number = 1; number < flags.size(); ++number)
-        visit(Entry{&flags[number], &bindings[number], &firstPending[number]});
+        visit(Entry{&flags[number], &objects[number], &definers[number], &firstPending[number]});
     for (auto& far : farEntries)
-        visit(Entry{&far.second.flags, &far.second.binding, &far.second.firstPending});
+        visit(Entry{&far.second.flags, &far.second.object, &far.second.type, &far.second.firstPending});
 }
 
 void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
@@ -372,8 +377,8 @@ void ioReferenceMapImpl::reportRemaining(ioClientReadContext& client)
             pendingSlots[static_cast<size_t>(i)].slot = nullptr;
         *entry.firstPending = -1;
         *entry.flags = static_cast<uint8_t>(*entry.flags & ~waited);
-        if ((*entry.flags & (defined | used)) == defined && entry.binding->type)
-            entry.binding->type->handleUnreferencedMemory(client, entry.binding->object);
+        if ((*entry.flags & (defined | used)) == defined && *entry.type)
+            (*entry.type)->handleUnreferencedMemory(client, *entry.object);
     });
 }
 

@@ -81,15 +81,16 @@ private:
 // kept in an ordered side map instead, so that one such number cannot cost gigabytes; they move
 // into the vectors once these grow past them.
 //
-// An entry is split in two: a flag byte, and the bound object with its definer. The flag bytes
+// An entry is split in three: a flag byte, the bound object and its definer. The flag bytes
 // of a whole file fit in the processor's cache, so defining a number and registering a slot
 // for a number not yet defined never wait for memory; only a backward reference, which needs
-// the object, touches the binding.
+// the object, reads an 8-byte object pointer, from a vector half the size it would be with the
+// definers beside the objects.
 //
-// Like the object table, the flag and binding vectors come from a per-thread pool of those of
-// earlier maps, so saving or loading a large scene again does not fault in fresh pages. With the
-// two object tables, a thread keeps at most (2 x 16 + 16 + 1) bytes for each of poolLimit
-// entries, 49 MB, and only after maps of a million objects.
+// Like the object table, the flag, object and definer vectors come from a per-thread pool of
+// those of earlier maps, so saving or loading a large scene again does not fault in fresh pages.
+// With the two object tables, a thread keeps at most (2 x 16 + 8 + 8 + 1) bytes for each of
+// poolLimit entries, 49 MB, and only after maps of a million objects.
 //
 // Slots waiting for a number are kept in registration order and filled in one pass. Per-number
 // lists of them are built only when something needs a number's own slots (a waited-for number
@@ -129,19 +130,17 @@ private:
         used = 4,   // only "never used" is reported
         waited = 8, // slots registered for the number may still be waiting
     };
-    struct Binding {
-        void* object;       // null when not defined
-        ioPacketType* type; // the definer
-    };
     struct FarEntry {
         uint8_t flags;
         int32_t firstPending;
-        Binding binding;
+        void* object;
+        ioPacketType* type;
     };
     // The parts of one entry, wherever it is kept. firstPending is null while lists are not kept.
     struct Entry {
         uint8_t* flags;
-        Binding* binding;
+        void** object;       // the bound object, null when not defined
+        ioPacketType** type; // its definer
         int32_t* firstPending;
         explicit operator bool() const { return flags != nullptr; }
     };
@@ -158,7 +157,7 @@ private:
     {
         size_t at = static_cast<size_t>(number);
         if (number >= 1 && at < flags.size())
-            return Entry{&flags[at], &bindings[at], listsKept ? &firstPending[at] : nullptr};
+            return Entry{&flags[at], &objects[at], &definers[at], listsKept ? &firstPending[at] : nullptr};
         return findFar(number);
     }
     Entry find(int number) const { return const_cast<ioReferenceMapImpl*>(this)->find(number); }
@@ -168,7 +167,7 @@ private:
     {
         size_t at = static_cast<size_t>(number);
         if (at < flags.size())
-            return Entry{&flags[at], &bindings[at], listsKept ? &firstPending[at] : nullptr};
+            return Entry{&flags[at], &objects[at], &definers[at], listsKept ? &firstPending[at] : nullptr};
         return makeEntry(number);
     }
     Entry makeEntry(int number);
@@ -186,7 +185,8 @@ private:
     template <typename Visit> void forEachEntry(Visit visit);
 
     std::vector<uint8_t> flags;
-    std::vector<Binding> bindings;
+    std::vector<void*> objects;
+    std::vector<ioPacketType*> definers;
     std::vector<int32_t> firstPending; // empty until lists are kept
     std::map<int, FarEntry> farEntries;
     std::vector<PendingSlot> pendingSlots;

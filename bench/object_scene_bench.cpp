@@ -4,6 +4,10 @@
 // cereal's binary archive storing the reference as an index. Both go to a file. Here the
 // per-object path (the reference map, the packet begin and end, the per-value calls) sets the
 // pace rather than the bytes.
+//
+// The "_indexed" cases write the same scene as cereal's anchor does, the reference as the
+// index of the object and packets without a reference of their own, and mend the pointers
+// after reading: the packet engine without the reference map, for comparison (no goal).
 #include "benchSupport.h"
 #include "ioBufferedStream.h"
 #include "ioPacketRegistry.h"
@@ -64,17 +68,25 @@ const std::vector<Small>& objects()
 
 class SmallType : public ioPacketType {
 public:
-    explicit SmallType(std::vector<Small>* into) : ioPacketType(typeName), into(into) {}
+    // With indices, the index each object refers to goes to indices, for the caller to mend.
+    SmallType(std::vector<Small>* into, std::vector<int>* indices)
+        : ioPacketType(typeName), into(into), indices(indices)
+    {
+    }
     void read(ioClientReadContext& client) override
     {
         ioReadContext& ctx = client.context();
         into->emplace_back();
         Small& s = into->back();
-        ctx.definePacketReference(&s);
+        if (!indices)
+            ctx.definePacketReference(&s);
         s.id = ctx.readInt();
         const char* name = ctx.readCString();
         std::strncpy(s.name, name ? name : "", 12);
-        ctx.readReferenceUsage(&s.ref, 0);
+        if (indices)
+            indices->push_back(ctx.readInt());
+        else
+            ctx.readReferenceUsage(&s.ref, 0);
         ctx.readDoubleArray(s.v, 3);
         ctx.readFloatArray(s.f, 9);
         int n = ctx.readInt();
@@ -84,20 +96,25 @@ public:
 
 private:
     std::vector<Small>* into;
+    std::vector<int>* indices;
 };
 
 class SmallRegistry : public ioPacketRegistry {
 public:
-    SmallRegistry(bool reading, std::vector<Small>* into) : ioPacketRegistry(reading), into(into) {}
+    SmallRegistry(bool reading, std::vector<Small>* into, std::vector<int>* indices = nullptr)
+        : ioPacketRegistry(reading), into(into), indices(indices)
+    {
+    }
 
 protected:
-    void registerTypes() override { supportedType(new SmallType(into)); }
+    void registerTypes() override { supportedType(new SmallType(into, indices)); }
 
 private:
     std::vector<Small>* into;
+    std::vector<int>* indices;
 };
 
-bool writeQv(const std::string& path, ioWriteMethod method, int writeBehind)
+bool writeQv(const std::string& path, ioWriteMethod method, int writeBehind, bool indexed = false)
 {
     ioBufferedStreamOutput stream;
     stream.setWriteBehind(writeBehind);
@@ -109,11 +126,15 @@ bool writeQv(const std::string& path, ioWriteMethod method, int writeBehind)
     ctx->associateRegistry(&registry);
     ctx->startFile();
     ioPacketType* type = registry.lookup(typeName);
+    const Small* first = objects().data();
     for (const Small& s : objects()) {
-        ctx->startPacket(type, &s);
+        ctx->startPacket(type, indexed ? nullptr : &s);
         ctx->writeInt(s.id);
         ctx->writeCString(s.name);
-        ctx->writeReference(s.ref, false);
+        if (indexed)
+            ctx->writeInt(static_cast<int>(s.ref - first));
+        else
+            ctx->writeReference(s.ref, false);
         ctx->writeDoubleArray(s.v, 3);
         ctx->writeFloatArray(s.f, 9);
         ctx->writeInt(static_cast<int>(s.ints.size()));
@@ -127,18 +148,22 @@ bool writeQv(const std::string& path, ioWriteMethod method, int writeBehind)
     return status == ioOk && stream.good();
 }
 
-bool readQv(const std::string& path, std::vector<Small>& into)
+bool readQv(const std::string& path, std::vector<Small>& into, bool indexed = false)
 {
     into.clear();
     into.reserve(objectCount); // the objects must not move once their address is defined
+    std::vector<int> indices;
     ioBufferedStreamInput stream;
     stream.openFile(path.c_str());
-    SmallRegistry registry(true, &into);
+    SmallRegistry registry(true, &into, indexed ? &indices : nullptr);
     std::unique_ptr<ioReadContext> ctx(ioReadContextAlloc(stream, &registry));
     if (!ctx)
         return false;
     ioClientReadContext client(*ctx);
     ctx->readFile(client);
+    if (indexed && indices.size() == into.size())
+        for (size_t i = 0; i < into.size(); ++i)
+            into[i].ref = indices[i] >= 0 && static_cast<size_t>(indices[i]) < into.size() ? &into[static_cast<size_t>(indices[i])] : nullptr;
     return ctx->getStatus() == ioOk && into.size() == objects().size();
 }
 
@@ -164,27 +189,27 @@ void report(benchmark::State& state, const std::string& path)
                                                    benchmark::Counter::kIsRate);
 }
 
-void writeCase(benchmark::State& state, ioWriteMethod method, int writeBehind)
+void writeCase(benchmark::State& state, ioWriteMethod method, int writeBehind, bool indexed)
 {
     std::string path = qvBench::tempPath("qvBase_bench_objects.qv");
     objects();
     for (auto _ : state)
-        if (!writeQv(path, method, writeBehind))
+        if (!writeQv(path, method, writeBehind, indexed))
             state.SkipWithError("write failed");
     report(state, path);
 }
 
-void readCase(benchmark::State& state, ioWriteMethod method)
+void readCase(benchmark::State& state, ioWriteMethod method, bool indexed)
 {
     std::string path = qvBench::tempPath(method == ioWriteBinary ? "qvBase_bench_objects_r.qv"
                                                                  : "qvBase_bench_objects_rd.qv");
     std::vector<Small> back;
-    if (!writeQv(path, method, 0) || !readQv(path, back) || !same(back)) {
+    if (!writeQv(path, method, 0, indexed) || !readQv(path, back, indexed) || !same(back)) {
         state.SkipWithError("the objects read back differ");
         return;
     }
     for (auto _ : state) {
-        if (!readQv(path, back))
+        if (!readQv(path, back, indexed))
             state.SkipWithError("read failed");
         benchmark::DoNotOptimize(back.data());
     }
@@ -254,20 +279,23 @@ void readAnchor(benchmark::State& state)
 void registerAll()
 {
     const int behind = ioBufferedStreamOutput::replacingWriteBehind;
-    struct Method {
+    struct Variant {
         const char* suffix;
         ioWriteMethod method;
+        bool indexed;
     };
-    for (Method m : {Method{"", ioWriteBinary}, Method{"_debug", ioWriteBinaryDebug}}) {
-        const std::string write = std::string("objects_write") + m.suffix;
-        const std::string read = std::string("objects_read") + m.suffix;
-        const ioWriteMethod method = m.method;
+    for (Variant v : {Variant{"", ioWriteBinary, false}, Variant{"_debug", ioWriteBinaryDebug, false},
+                      Variant{"_indexed", ioWriteBinary, true}}) {
+        const std::string write = std::string("objects_write") + v.suffix;
+        const std::string read = std::string("objects_read") + v.suffix;
+        const ioWriteMethod method = v.method;
+        const bool indexed = v.indexed;
         auto add = [](const std::string& name, auto body) {
             benchmark::RegisterBenchmark(name.c_str(), body)->Unit(benchmark::kMillisecond);
         };
-        add(write + "/qv", [=](benchmark::State& s) { writeCase(s, method, 0); });
-        add(write + "_wb/qv", [=](benchmark::State& s) { writeCase(s, method, behind); });
-        add(read + "/qv", [=](benchmark::State& s) { readCase(s, method); });
+        add(write + "/qv", [=](benchmark::State& s) { writeCase(s, method, 0, indexed); });
+        add(write + "_wb/qv", [=](benchmark::State& s) { writeCase(s, method, behind, indexed); });
+        add(read + "/qv", [=](benchmark::State& s) { readCase(s, method, indexed); });
 #ifdef QVBASE_BENCH_CEREAL
         add(write + "/anchor", writeAnchor);
         add(write + "_wb/anchor", writeAnchor);

@@ -1,4 +1,4 @@
-#include "ioReferenceMap.h"
+#include "internal/ioReferenceMapImpl.h"
 
 #include <gtest/gtest.h>
 
@@ -25,11 +25,16 @@ void collect(void* slot, int extra)
 // removals; a slot gets its object at once when the number is defined, else when the number is
 // redefined or removed, else in the final pass in registration order, or stays reported as
 // waiting. A fresh number is never one already defined or waited for, and the object it is
-// given to is found under it, also when the table grew in between.
+// given to is found under it, also when the table grew in between. Two walks through the
+// objects at steps of 24 and 40 bytes, among the random lookups, make the map keep numbers
+// for arrays, and the final lookup of every object one more: the bindings it held before
+// must come along.
 TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
 {
     for (unsigned seed = 1; seed <= 20; ++seed) {
-        std::unique_ptr<ioReferenceMap> map(ioReferenceMap::create());
+        std::unique_ptr<ioReferenceMapImpl> map(static_cast<ioReferenceMapImpl*>(ioReferenceMap::create()));
+        size_t walked[2] = {0, 0};
+        const size_t walkStep[2] = {24, 40};
         std::vector<char> objects(3000); // neighbouring addresses crowd the same table slots
         std::vector<void*> slots(400);
         std::vector<void*> expectedSlots(slots.size());
@@ -54,7 +59,13 @@ TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
         for (int step = 0; step < 20000; ++step) {
             void* object = &objects[random() % objects.size()];
             int number = static_cast<int>(random() % 600) + 1;
-            switch (random() % 10) {
+            const unsigned action = random() % 10;
+            if ((action == 2 || action > 6) && random() % 4 < 3) {
+                size_t& at = walked[random() % 3 == 0 ? 1 : 0];
+                at = (at + walkStep[&at - walked]) % objects.size();
+                object = &objects[at];
+            }
+            switch (action) {
             case 0:
             case 1: {
                 bool synonym = random() % 4 == 0;
@@ -109,10 +120,13 @@ TEST(ReferenceMap, RandomBindingsAndWaitingSlotsMatchAPlainModel)
             }
             }
         }
+        ASSERT_GE(map->regionCount(), 1u) << "seed " << seed;
+        const size_t walkedRegions = map->regionCount();
         for (const char& object : objects) {
             auto it = numberOf.find(&object);
             ASSERT_EQ(map->referenceOf(&object), it == numberOf.end() ? 0 : it->second);
         }
+        ASSERT_GT(map->regionCount(), walkedRegions) << "seed " << seed;
         map->fillDefinedSlots();
         std::vector<std::pair<void*, int>> stillWaiting;
         for (Waiting& w : registered) {

@@ -16,6 +16,10 @@ void ioObjectNumbers::set(const void* object, int number)
 {
     if (!object)
         return;
+    if (int32_t* inRegion = regionNumber(object, true)) {
+        *inRegion = number;
+        return;
+    }
     if (4 * (used + 1) > 3 * slots.size())
         rehash(slots.empty() ? 64 : 2 * slots.size());
     std::size_t i;
@@ -34,6 +38,13 @@ void ioObjectNumbers::set(const void* object, int number)
 
 void ioObjectNumbers::erase(const void* object, int number)
 {
+    if (int32_t* inRegion = regionNumber(object, false)) {
+        if (*inRegion == number)
+            *inRegion = 0;
+        return;
+    }
+    if (!regions.empty() && regionOf(object))
+        return;
     if (slots.empty() || !object)
         return;
     std::size_t hole = home(object);
@@ -56,6 +67,27 @@ void ioObjectNumbers::erase(const void* object, int number)
     }
     slots[hole] = Slot{nullptr, 0};
     --used;
+}
+
+void ioObjectNumbers::makeRegion(uintptr_t base, uintptr_t step)
+{
+    regions.push_back(Region{base, step, {}});
+    regions.back().pieces.resize(regionPieces);
+    Region* region = &regions.back();
+    // The table's bindings of addresses the new region now has move into it; an address an
+    // older region has stays there. The rest are entered again, so that no probe run has a gap.
+    bool moved = false;
+    for (Slot& slot : slots) {
+        if (slot.object && regionOf(slot.object) == region) {
+            *regionNumber(slot.object, true) = slot.number;
+            slot = Slot{nullptr, 0};
+            --used;
+            moved = true;
+        }
+    }
+    if (moved)
+        rehash(slots.size());
+    missed = nullptr;
 }
 
 namespace {

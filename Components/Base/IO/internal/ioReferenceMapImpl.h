@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -19,6 +20,15 @@
 //
 // A lookup that misses remembers where it stopped, so that binding the same object next (the
 // writer's "no number yet, give it one") does not probe the table a second time.
+//
+// Arrays of objects: a table of a few hundred thousand objects is larger than the processor's
+// cache, and every lookup at random (a reference to any object of the scene) then waits for
+// memory. When lookups walk through memory at a constant step, as they do when the packets of
+// an array's elements are written in order, the addresses base + k * step from there on get
+// their numbers from a region instead: an array of numbers indexed by k, 4 bytes per element,
+// made in pieces as they are touched. An address belongs to the first region whose elements
+// include it, else to the table; the bindings a new region takes over move out of the table
+// when it is made. Which structure holds a binding never changes a number.
 class QV_BASE_API ioObjectNumbers {
 public:
     ioObjectNumbers() = default;
@@ -27,11 +37,28 @@ public:
     ~ioObjectNumbers();
 
     static constexpr std::size_t poolLimit = std::size_t(1) << 20;
+    // Lookups in a row at one step before a region is made, the most regions, the largest step,
+    // and the elements a region covers: 4096 pieces of 1024, 4 M elements. A region costs its
+    // 32 KB piece directory and 4 KB per piece touched, at most 16 MB: an array that goes on
+    // past it makes a further region as its walk goes on.
+    static constexpr int regionStreak = 16;
+    static constexpr std::size_t maxRegions = 4;
+    static constexpr uintptr_t maxRegionStep = uintptr_t(1) << 20;
+    static constexpr std::size_t pieceBits = 10;
+    static constexpr std::size_t regionPieces = 4096;
 
     // The number of object, or 0 when it has none.
-    int find(const void* object) const
+    int find(const void* object)
     {
-        if (slots.empty() || !object)
+        if (!object)
+            return 0;
+        if (!regions.empty() && regionOf(object)) {
+            const int32_t* number = regionNumber(object, false);
+            return number ? *number : 0;
+        }
+        if (notice(reinterpret_cast<uintptr_t>(object)))
+            return find(object); // a region made just now may have taken it over
+        if (slots.empty())
             return 0;
         for (std::size_t i = home(object);; i = (i + 1) & mask()) {
             const Slot& slot = slots[i];
@@ -46,17 +73,30 @@ public:
     }
     // Binds a non-null object to number, replacing its previous number.
     void set(const void* object, int number);
+    std::size_t regionCount() const { return regions.size(); }
     // Forgets object if it is bound to number.
     void erase(const void* object, int number);
 
-private:
-public:
     struct Slot {
         const void* object;
         int number;
     };
 
 private:
+    struct Region {
+        uintptr_t base;
+        uintptr_t step;
+        std::vector<std::unique_ptr<int32_t[]>> pieces; // regionPieces, each made when touched
+    };
+    // Where lookups last went on at one step; two, so that references to other objects between
+    // an array's elements do not break its run.
+    struct Run {
+        uintptr_t last = 0;
+        uintptr_t step = 0;
+        int streak = 0;
+        uint64_t lastUse = 0;
+    };
+
     std::size_t mask() const { return slots.size() - 1; }
     std::size_t home(const void* object) const
     {
@@ -65,14 +105,70 @@ private:
         return static_cast<std::size_t>((bits * 0x9E3779B97F4A7C15ull) >> shift);
     }
     void rehash(std::size_t size);
+    // The region whose elements include object, or null; its element index goes to *index.
+    Region* regionOf(const void* object, std::size_t* index = nullptr)
+    {
+        const uintptr_t address = reinterpret_cast<uintptr_t>(object);
+        for (Region& region : regions) {
+            const uintptr_t offset = address - region.base; // wraps for addresses below base
+            const uintptr_t k = offset / region.step;
+            if (k < (regionPieces << pieceBits) && k * region.step == offset) {
+                if (index)
+                    *index = static_cast<std::size_t>(k);
+                return &region;
+            }
+        }
+        return nullptr;
+    }
+    // The number slot of object in its region, or null when no region includes it or (unless
+    // make) its piece is not made yet.
+    int32_t* regionNumber(const void* object, bool make)
+    {
+        std::size_t k = 0;
+        Region* region = regions.empty() ? nullptr : regionOf(object, &k);
+        if (!region)
+            return nullptr;
+        std::unique_ptr<int32_t[]>& piece = region->pieces[k >> pieceBits];
+        if (!piece && make)
+            piece.reset(new int32_t[std::size_t(1) << pieceBits]());
+        return piece ? &piece[k & ((std::size_t(1) << pieceBits) - 1)] : nullptr;
+    }
+    // Follows the runs of lookups; a run long enough becomes a region (then returns true).
+    bool notice(uintptr_t address)
+    {
+        ++lookups;
+        for (Run& run : runs) {
+            if (run.step != 0 && address - run.last == run.step) {
+                run.last = address;
+                run.lastUse = lookups;
+                if (++run.streak != regionStreak || regions.size() >= maxRegions)
+                    return false;
+                makeRegion(address - run.step * regionStreak, run.step);
+                return true;
+            }
+        }
+        // A new run starts where the weaker run was (the one used longest ago among equals).
+        Run& weak = runs[0].streak != runs[1].streak ? runs[runs[0].streak < runs[1].streak ? 0 : 1]
+                                                     : runs[runs[0].lastUse < runs[1].lastUse ? 0 : 1];
+        const uintptr_t step = address - weak.last;
+        weak.step = step != 0 && step <= maxRegionStep ? step : 0;
+        weak.last = address;
+        weak.streak = 0;
+        weak.lastUse = lookups;
+        return false;
+    }
+    void makeRegion(uintptr_t base, uintptr_t step);
 
     std::vector<Slot> slots;
     std::size_t used = 0;
     int shift = 64;
     // The object of the last lookup that missed and the empty slot it stopped at; any change
     // to the table forgets it.
-    mutable const void* missed = nullptr;
-    mutable std::size_t missedAt = 0;
+    const void* missed = nullptr;
+    std::size_t missedAt = 0;
+    std::vector<Region> regions; // in the order made: the first that includes an address has it
+    Run runs[2];
+    uint64_t lookups = 0;
 };
 
 // Entries live in vectors indexed by number. A number at or past their end that is defined or
@@ -113,9 +209,11 @@ public:
     void reportUnresolved(ioPacketType* type, void (*function)(void*, int)) override;
     void fillDefinedSlots() override;
 
-    // Entries the vectors hold (for tests of the growth rule).
+    // Entries the vectors hold (for tests of the growth rule) and the regions of the object
+    // numbers (for tests of arrays).
     std::size_t denseSize() const { return flags.size(); }
     std::size_t sparseSize() const { return farEntries.size(); }
+    std::size_t regionCount() const { return numbers.regionCount(); }
 
     static constexpr int growth = 20000;
     // The vectors may always grow to this many entries; beyond, only in proportion to the

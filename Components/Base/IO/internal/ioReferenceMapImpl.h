@@ -73,9 +73,9 @@ public:
     }
     // Binds a non-null object to number, replacing its previous number.
     void set(const void* object, int number);
-    std::size_t regionCount() const { return regions.size(); }
     // Forgets object if it is bound to number.
     void erase(const void* object, int number);
+    std::size_t regionCount() const { return regions.size(); }
 
     struct Slot {
         const void* object;

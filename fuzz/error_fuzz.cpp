@@ -1,4 +1,6 @@
-// Feeds arbitrary text through the bounded formatter as a plain %s argument and as message text.
+// Feeds arbitrary text through the bounded formatter as a %s argument: into an Error, whose
+// message must stay within its limit, and into a buffer smaller than most inputs. The format
+// parser itself is the format target's.
 #include "qvUtilError.h"
 
 #include <cstdint>
